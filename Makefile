@@ -1,0 +1,33 @@
+# Front door: every target installs what is missing, then builds through CMake.
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+BUILD_DIR ?= build
+ASAN_DIR ?= build-sanitize
+# Optimised, with assertions left on.
+CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -g"
+
+.PHONY: deps build test test-sanitize bench demo clean
+
+deps:
+	@bash scripts/install-deps.sh
+
+build: deps
+	cmake -S . -B $(BUILD_DIR) $(CMAKE_FLAGS)
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+
+test: build
+	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+test-sanitize: deps
+	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DLXFX_SANITIZE=ON
+	cmake --build $(ASAN_DIR) -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  ctest --test-dir $(ASAN_DIR) --output-on-failure -j $(JOBS)
+
+bench: build
+	$(BUILD_DIR)/bin/lxfx_bench
+
+demo: build
+	$(BUILD_DIR)/bin/lxfx demo
+
+clean:
+	rm -rf $(BUILD_DIR) $(ASAN_DIR)

@@ -1,0 +1,24 @@
+#include "frontend/ProcessorFactories.h"
+
+// One line per effect; an effect joins the chain by naming its Create here.
+const ProcessorFactories& DefaultProcessorFactories()
+{
+    static const ProcessorFactories factories = {
+        /* loudness */ nullptr,
+        /* reverb */ nullptr,
+        /* stereoEnhancer */ nullptr,
+        /* rotate3D */ nullptr,
+        /* spatialAudio */ nullptr,
+        /* graphicEQ */ nullptr,
+        /* bassTreble */ nullptr,
+        /* compressor */ nullptr,
+        /* parametricEQ */ nullptr,
+        /* delay */ nullptr,
+        /* fir */ nullptr,
+        /* headphone */ nullptr,
+        /* vibrato */ nullptr,
+        /* tremolo */ nullptr,
+        /* limiter */ nullptr,
+    };
+    return factories;
+}
