@@ -1,0 +1,33 @@
+// The allocation counter must see what the library could allocate with, or
+// the real-time tests that rely on it prove nothing.
+#include "support/AllocationCounter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <vector>
+
+namespace {
+
+TEST(AllocationCounter, SeesEveryWayOfAllocating)
+{
+    testsupport::AllocationCounter counter;
+    EXPECT_EQ(counter.Count(), 0u);
+    std::unique_ptr<int> a(new int(3));
+    std::unique_ptr<float[]> b(new (std::nothrow) float[64]);
+    float* aligned = static_cast<float*>(::operator new[](256, std::align_val_t(64), std::nothrow));
+    ::operator delete[](aligned, std::align_val_t(64));
+    std::vector<double> v(100);
+    EXPECT_EQ(counter.Count(), 4u);
+#if !defined(__SANITIZE_ADDRESS__)
+    void* m = std::malloc(32);
+    void* c = std::calloc(4, 8);
+    std::free(m);
+    std::free(c);
+    EXPECT_EQ(counter.Count(), 6u);
+#endif
+}
+
+}  // namespace
