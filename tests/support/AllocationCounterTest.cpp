@@ -22,8 +22,9 @@ TEST(AllocationCounter, SeesEveryWayOfAllocating)
     std::vector<double> v(100);
     EXPECT_EQ(counter.Count(), 4u);
 #if !defined(__SANITIZE_ADDRESS__)
-    void* m = std::malloc(32);
-    void* c = std::calloc(4, 8);
+    // volatile keeps the compiler from eliding the pairs
+    void* volatile m = std::malloc(32);
+    void* volatile c = std::calloc(4, 8);
     std::free(m);
     std::free(c);
     EXPECT_EQ(counter.Count(), 6u);
