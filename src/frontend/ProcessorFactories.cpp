@@ -1,10 +1,12 @@
 #include "frontend/ProcessorFactories.h"
 
+#include "wrappers/LoudnessProcessor.h"
+
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
     static const ProcessorFactories factories = {
-        /* loudness */ nullptr,
+        /* loudness */ &LoudnessProcessor::Create,
         /* reverb */ nullptr,
         /* stereoEnhancer */ nullptr,
         /* rotate3D */ nullptr,
