@@ -1,5 +1,6 @@
 // A host that sees only the exported headers and the shared library: it runs
-// a short stream through the front end and the bare chain.
+// a short stream through the front end and the bare chain, and measures a
+// short tone with the ReplayGain analyser.
 #include <cstdio>
 #include <vector>
 
@@ -26,6 +27,17 @@ int main()
     if (!chain || !chain->Init(AUDIO_SAMPLEFORMAT_FLOAT, 256, 1, 48000))
         return 1;
     chain->Destroy();
+
+    ReplayGainProcessor rg;
+    ReplayGainProcessor copy;
+    if (rg.Init(AUDIO_SAMPLEFORMAT_S16, 2, 44100)) {
+        rg.Push(in.data(), uint32_t(in.size() * 2), true);
+        copy = rg;
+    }
+    ReplayGainInfo info = {0.0f, 0.0f};
+    copy.GetReplayGain(ReplayGainTrack, info);
+    rg.ResetReplayGain(ReplayGainAlbum);
+    rg.Reset();
     std::printf("frames out %zu\n", frames);
     return frames >= 3000 ? 0 : 1;
 }
