@@ -28,8 +28,9 @@ public:
     // Empty until Init: float, two channels.
     ReplayGainProcessor();
     ~ReplayGainProcessor();
-    // Copies the measurement state into storage of this object's own; when
-    // memory runs out the target is left empty (as before Init).
+    // A copy shares the measurement and the buffered input with the original:
+    // a push to either reaches both. The shared state ends with the last
+    // object that holds it.
     ReplayGainProcessor(const ReplayGainProcessor& other);
     ReplayGainProcessor& operator=(const ReplayGainProcessor& other);
 
