@@ -34,9 +34,10 @@ public:
     ReplayGainProcessor(const ReplayGainProcessor& other);
     ReplayGainProcessor& operator=(const ReplayGainProcessor& other);
 
-    // Prepares for interleaved PCM of this format (0 to 4). False when
-    // channels or sampleRate is 0 or memory runs out; nothing is kept then.
-    // A new Init loses both measurements.
+    // Prepares for interleaved PCM of this format (0 to 4; any other value is
+    // read as interleaved float). False when channels or sampleRate is 0 or
+    // memory runs out; nothing is kept then. A new Init loses both
+    // measurements.
     bool Init(AUDIO_SAMPLEFORMAT format, unsigned channels, unsigned sampleRate);
     // bytes of interleaved PCM; an incomplete last frame is dropped. last ends
     // the stream: the open 100 ms block is measured as it is.
