@@ -138,7 +138,8 @@ TEST(ReplayGainProcessor, ShortStreamsCloseTheirLastBlockThroughLast)
         size_t frames;
         double expectedGain;
     };
-    for (const Case& k : {Case{rate / 25, 78.0}, Case{rate * 3 / 20, -18.0 - (-0.691 + 10.0 * std::log10(energy / 4.0))}}) {
+    const double quarterBlockGain = -18.0 - (-0.691 + 10.0 * std::log10(energy / 4.0));
+    for (const Case& k : {Case{rate / 25, 78.0}, Case{rate * 3 / 20, quarterBlockGain}}) {
         ReplayGainProcessor rg;
         ASSERT_TRUE(rg.Init(AUDIO_SAMPLEFORMAT_FLOAT, 2, rate));
         std::vector<float> signal = Sine(1000.0, amplitude, 2, rate, k.frames);
@@ -209,103 +210,79 @@ TEST(ReplayGainProcessor, TrackResetsBetweenTracksWhileTheAlbumRuns)
     EXPECT_FLOAT_EQ(Get(rg, ReplayGainAlbum).gain, 78.0f);
 }
 
-// Values k/128 are exact in every format: unsigned 8-bit 128 + k, 16-bit
-// k * 256, 32-bit k * 2^24, float and double k / 128.
+// Appends k / 128 in a format's own encoding: exact in every format.
+void Encode(AUDIO_SAMPLEFORMAT format, int k, std::vector<uint8_t>& out)
+{
+    const uint8_t u8 = uint8_t(128 + k);
+    const int16_t s16 = int16_t(k * 256);
+    const int32_t s32 = k * (1 << 24);
+    const float f32 = float(k / 128.0);
+    const double f64 = k / 128.0;
+    const void* const values[] = {&u8, &s16, &s32, &f32, &f64};
+    const size_t sizes[] = {1, 2, 4, 4, 8};
+    const uint8_t* bytes = static_cast<const uint8_t*>(values[format]);
+    out.insert(out.end(), bytes, bytes + sizes[format]);
+}
+
 TEST(ReplayGainProcessor, AllInputFormatsAgreeAndPartialFramesAreDropped)
 {
     const unsigned channels = 2;
-    const unsigned rate = 44100;
-    const size_t frames = rate * 2 + 777;
+    const size_t frames = 44100 * 2 + 777;
     std::mt19937 random(7);
     std::uniform_int_distribution<int> noise(-20, 20);
     std::vector<int> steps(frames * channels);
     for (size_t i = 0; i < steps.size(); ++i)
         steps[i] = int(std::lround(90.0 * std::sin(double(i / channels) * 0.07))) + noise(random);
-
-    std::vector<uint8_t> u8;
-    std::vector<int16_t> s16;
-    std::vector<int32_t> s32;
-    std::vector<float> f32;
-    std::vector<double> f64;
-    for (int k : steps) {
-        u8.push_back(uint8_t(128 + k));
-        s16.push_back(int16_t(k * 256));
-        s32.push_back(int32_t(k) * (1 << 24));
-        f32.push_back(float(k / 128.0));
-        f64.push_back(k / 128.0);
-    }
-    struct Input {
-        AUDIO_SAMPLEFORMAT format;
-        uint8_t* bytes;
-        unsigned sampleBytes;
-    };
-    const Input inputs[] = {
-        {AUDIO_SAMPLEFORMAT_U8, u8.data(), 1},
-        {AUDIO_SAMPLEFORMAT_S16, reinterpret_cast<uint8_t*>(s16.data()), 2},
-        {AUDIO_SAMPLEFORMAT_S32, reinterpret_cast<uint8_t*>(s32.data()), 4},
-        {AUDIO_SAMPLEFORMAT_FLOAT, reinterpret_cast<uint8_t*>(f32.data()), 4},
-        {AUDIO_SAMPLEFORMAT_DOUBLE, reinterpret_cast<uint8_t*>(f64.data()), 8},
-    };
     int maxStep = 0;
     for (int k : steps)
         maxStep = std::max(maxStep, std::abs(k));
 
     ReplayGainInfo reference = {0.0f, 0.0f};
-    for (const Input& input : inputs) {
+    for (AUDIO_SAMPLEFORMAT format : {AUDIO_SAMPLEFORMAT_U8, AUDIO_SAMPLEFORMAT_S16, AUDIO_SAMPLEFORMAT_S32,
+                                      AUDIO_SAMPLEFORMAT_FLOAT, AUDIO_SAMPLEFORMAT_DOUBLE}) {
+        std::vector<uint8_t> bytes;
+        for (int k : steps)
+            Encode(format, k, bytes);
+        const size_t frameBytes = bytes.size() / frames;
         ReplayGainProcessor rg;
-        ASSERT_TRUE(rg.Init(input.format, channels, rate));
-        const unsigned frameBytes = input.sampleBytes * channels;
-        // Chunks of odd byte counts: each push hands over whole frames plus
-        // a piece of the next, which is dropped and sent again next time.
-        size_t at = 0;
-        unsigned chunkFrames = 1;
-        while (at < frames) {
-            const size_t n = std::min<size_t>(chunkFrames, frames - at);
-            const unsigned spare = n < frames - at ? frameBytes - 1 : 0;
-            rg.Push(input.bytes + at * frameBytes, unsigned(n * frameBytes + spare), false);
+        ASSERT_TRUE(rg.Init(format, channels, 44100));
+        // Each push hands over whole frames and a piece of the next, which is
+        // dropped and sent again with the next push.
+        for (size_t at = 0, size = 1; at < frames; size = size * 3 % 4099 + 1) {
+            const size_t n = std::min(size, frames - at);
+            const size_t spare = n < frames - at ? frameBytes - 1 : 0;
+            rg.Push(bytes.data() + at * frameBytes, unsigned(n * frameBytes + spare), false);
             at += n;
-            chunkFrames = chunkFrames * 3 % 4099 + 1;
         }
         rg.Push(nullptr, 0, true);
         const ReplayGainInfo info = Get(rg, ReplayGainTrack);
-        EXPECT_FLOAT_EQ(info.peak, float(maxStep / 128.0)) << input.format;
-        if (input.format == AUDIO_SAMPLEFORMAT_U8) {
+        EXPECT_FLOAT_EQ(info.peak, float(maxStep / 128.0)) << format;
+        if (format == AUDIO_SAMPLEFORMAT_U8)
             reference = info;
-            EXPECT_LT(info.gain, 30.0f);
-        } else {
-            EXPECT_NEAR(info.gain, reference.gain, 1e-5) << input.format;
-            EXPECT_EQ(info.peak, reference.peak) << input.format;
-        }
+        EXPECT_NEAR(info.gain, reference.gain, 1e-5) << format;
+        EXPECT_LT(info.gain, 30.0f);
     }
-
     // A byte count short of one frame adds nothing, not even to the peak.
     ReplayGainProcessor rg;
-    ASSERT_TRUE(rg.Init(AUDIO_SAMPLEFORMAT_S16, channels, rate));
-    const int16_t loudFrame[2] = {32767, 32767};
-    rg.Push(const_cast<int16_t*>(loudFrame), 3, true);
+    ASSERT_TRUE(rg.Init(AUDIO_SAMPLEFORMAT_S16, channels, 44100));
+    int16_t loudFrame[2] = {32767, 32767};
+    rg.Push(loudFrame, 3, true);
     EXPECT_FLOAT_EQ(Get(rg, ReplayGainTrack).peak, 0.0f);
 }
 
-TEST(ReplayGainProcessor, CallsBeforeInitAndBadInitsChangeNothing)
-{
-    ReplayGainProcessor rg;
-    std::vector<float> signal = Sine(1000.0, 0.5, 2, 44100, 8192);
-    rg.PushSamples(signal.data(), 8192, true);
-    ReplayGainInfo info = {1.5f, 2.5f};
-    rg.GetReplayGain(ReplayGainTrack, info);
-    EXPECT_EQ(info.gain, 1.5f);
-    EXPECT_EQ(info.peak, 2.5f);
-    rg.ResetReplayGain(ReplayGainAlbum);
-    rg.Reset();
-    EXPECT_FALSE(rg.Init(AUDIO_SAMPLEFORMAT_FLOAT, 0, 44100));
-    EXPECT_FALSE(rg.Init(AUDIO_SAMPLEFORMAT_FLOAT, 2, 0));
-}
-
-TEST(ReplayGainProcessor, CopiesShareTheMeasurement)
+TEST(ReplayGainProcessor, CopiesShareTheMeasurementAndCallsBeforeInitDoNothing)
 {
     ReplayGainProcessor original;
-    ASSERT_TRUE(original.Init(AUDIO_SAMPLEFORMAT_FLOAT, 2, 44100));
     std::vector<float> signal = Sine(1000.0, 0.5, 2, 44100, 44100);
+    original.PushSamples(signal.data(), 8192, true);
+    ReplayGainInfo info = {1.5f, 2.5f};
+    original.GetReplayGain(ReplayGainTrack, info);
+    EXPECT_EQ(info.gain, 1.5f);
+    EXPECT_EQ(info.peak, 2.5f);
+    EXPECT_FALSE(original.Init(AUDIO_SAMPLEFORMAT_FLOAT, 0, 44100));
+    EXPECT_FALSE(original.Init(AUDIO_SAMPLEFORMAT_FLOAT, 2, 0));
+
+    ASSERT_TRUE(original.Init(AUDIO_SAMPLEFORMAT_FLOAT, 2, 44100));
     {
         ReplayGainProcessor copy(original);
         ReplayGainProcessor assigned;
