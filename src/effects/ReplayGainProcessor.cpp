@@ -104,8 +104,8 @@ ReplayGainProcessor& ReplayGainProcessor::operator=(const ReplayGainProcessor& o
 
 void ReplayGainProcessor::Cleanup()
 {
-    // Init builds all four parts or none but the analyser, so the analyser's
-    // holder count speaks for all of them.
+    // The other parts exist only beside an analyser, so its holder count
+    // speaks for all of them.
     if (analyzer && analyzer->ReleaseOwner()) {
         analyzer->Destroy();
         delete fifo;
