@@ -3,6 +3,10 @@
 #include <cmath>
 #include <new>
 
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#endif
+
 LoudnessAnalyzerImpl* LoudnessAnalyzerImpl::Create()
 {
     return new (std::nothrow) LoudnessAnalyzerImpl();
@@ -127,12 +131,14 @@ double LoudnessAnalyzerImpl::FilterChannel(const float* in, uint32_t frames, Sta
         const float x = in[n];
         const float magnitude = std::fabs(x);
         top = magnitude > top ? magnitude : top;
-        const float h = hb0 * x + hb1 * hx1 + hb2 * hx2 - ha1 * hy1 - ha2 * hy2;
+        // The newest output is subtracted last: it is the only term that waits
+        // on the previous sample.
+        const float h = hb0 * x + hb1 * hx1 + hb2 * hx2 - ha2 * hy2 - ha1 * hy1;
         hx2 = hx1;
         hx1 = x;
         hy2 = hy1;
         hy1 = h;
-        const float y = sb0 * h + sb1 * sx1 + sb2 * sx2 - sa1 * sy1 - sa2 * sy2;
+        const float y = sb0 * h + sb1 * sx1 + sb2 * sx2 - sa2 * sy2 - sa1 * sy1;
         sx2 = sx1;
         sx1 = h;
         sy2 = sy1;
@@ -151,6 +157,79 @@ double LoudnessAnalyzerImpl::FilterChannel(const float* in, uint32_t frames, Sta
     return sum;
 }
 
+#if defined(__SSE2__) || defined(_M_X64)
+// Two channels in the low lanes of SSE registers: the same operations in the
+// same order as FilterChannel, lane by lane, so the results are identical;
+// the feedback chains of both channels run in one.
+double LoudnessAnalyzerImpl::FilterChannelPair(const float* inA, const float* inB, uint32_t frames,
+                                               Stage* highPass, Stage* shelf, float& peak)
+{
+    const __m128 hb0 = _mm_set1_ps(highPass[0].b0), hb1 = _mm_set1_ps(highPass[0].b1);
+    const __m128 hb2 = _mm_set1_ps(highPass[0].b2), ha1 = _mm_set1_ps(highPass[0].a1);
+    const __m128 ha2 = _mm_set1_ps(highPass[0].a2);
+    const __m128 sb0 = _mm_set1_ps(shelf[0].b0), sb1 = _mm_set1_ps(shelf[0].b1);
+    const __m128 sb2 = _mm_set1_ps(shelf[0].b2), sa1 = _mm_set1_ps(shelf[0].a1);
+    const __m128 sa2 = _mm_set1_ps(shelf[0].a2);
+    auto pair = [](float a, float b) { return _mm_setr_ps(a, b, 0.0f, 0.0f); };
+    __m128 hx1 = pair(highPass[0].x1, highPass[1].x1), hx2 = pair(highPass[0].x2, highPass[1].x2);
+    __m128 hy1 = pair(highPass[0].y1, highPass[1].y1), hy2 = pair(highPass[0].y2, highPass[1].y2);
+    __m128 sx1 = pair(shelf[0].x1, shelf[1].x1), sx2 = pair(shelf[0].x2, shelf[1].x2);
+    __m128 sy1 = pair(shelf[0].y1, shelf[1].y1), sy2 = pair(shelf[0].y2, shelf[1].y2);
+    const __m128 signBits = _mm_set1_ps(-0.0f);
+    __m128 top = _mm_set1_ps(peak);
+    __m128d sums = _mm_setzero_pd();
+    for (uint32_t n = 0; n < frames; ++n) {
+        const __m128 x = _mm_unpacklo_ps(_mm_load_ss(inA + n), _mm_load_ss(inB + n));
+        top = _mm_max_ps(top, _mm_andnot_ps(signBits, x));
+        const __m128 h = _mm_sub_ps(
+            _mm_sub_ps(_mm_add_ps(_mm_add_ps(_mm_mul_ps(hb0, x), _mm_mul_ps(hb1, hx1)), _mm_mul_ps(hb2, hx2)),
+                       _mm_mul_ps(ha2, hy2)),
+            _mm_mul_ps(ha1, hy1));
+        hx2 = hx1;
+        hx1 = x;
+        hy2 = hy1;
+        hy1 = h;
+        const __m128 y = _mm_sub_ps(
+            _mm_sub_ps(_mm_add_ps(_mm_add_ps(_mm_mul_ps(sb0, h), _mm_mul_ps(sb1, sx1)), _mm_mul_ps(sb2, sx2)),
+                       _mm_mul_ps(sa2, sy2)),
+            _mm_mul_ps(sa1, sy1));
+        sx2 = sx1;
+        sx1 = h;
+        sy2 = sy1;
+        sy1 = y;
+        const __m128d wide = _mm_cvtps_pd(y);
+        sums = _mm_add_pd(sums, _mm_mul_pd(wide, wide));
+    }
+    float lanes[4];
+    auto store = [&lanes](__m128 v, float& a, float& b) {
+        _mm_storeu_ps(lanes, v);
+        a = lanes[0];
+        b = lanes[1];
+    };
+    store(hx1, highPass[0].x1, highPass[1].x1);
+    store(hx2, highPass[0].x2, highPass[1].x2);
+    store(hy1, highPass[0].y1, highPass[1].y1);
+    store(hy2, highPass[0].y2, highPass[1].y2);
+    store(sx1, shelf[0].x1, shelf[1].x1);
+    store(sx2, shelf[0].x2, shelf[1].x2);
+    store(sy1, shelf[0].y1, shelf[1].y1);
+    store(sy2, shelf[0].y2, shelf[1].y2);
+    float topA = 0.0f, topB = 0.0f;
+    store(top, topA, topB);
+    peak = topA > topB ? topA : topB;
+    double perChannel[2];
+    _mm_storeu_pd(perChannel, sums);
+    return perChannel[0] + perChannel[1];
+}
+#else
+double LoudnessAnalyzerImpl::FilterChannelPair(const float* inA, const float* inB, uint32_t frames,
+                                               Stage* highPass, Stage* shelf, float& peak)
+{
+    const double sumA = FilterChannel(inA, frames, highPass[0], shelf[0], peak);
+    return sumA + FilterChannel(inB, frames, highPass[1], shelf[1], peak);
+}
+#endif
+
 void LoudnessAnalyzerImpl::Process(float* samples, bool* last, uint32_t* frames)
 {
     if (bypass || !samples || !frames || !stage1Filters)
@@ -163,7 +242,12 @@ void LoudnessAnalyzerImpl::Process(float* samples, bool* last, uint32_t* frames)
         const uint32_t room = blockFrames - blockPosition;
         const uint32_t chunk = total - done < room ? total - done : room;
         double sum = 0.0;
-        for (uint32_t ch = 0; ch < channels; ++ch)
+        uint32_t ch = 0;
+        for (; ch + 2 <= channels; ch += 2)
+            sum += FilterChannelPair(samples + size_t(ch) * maxFrames + done,
+                                     samples + size_t(ch + 1) * maxFrames + done, chunk, stage1Filters + ch,
+                                     stage2Filters + ch, peak);
+        if (ch < channels)
             sum += FilterChannel(samples + size_t(ch) * maxFrames + done, chunk, stage1Filters[ch],
                                  stage2Filters[ch], peak);
         done += chunk;

@@ -47,10 +47,12 @@ private:
 
     LoudnessAnalyzerImpl() = default;
     void ReleaseFilters();
-    // Runs frames samples of one channel through both stages; returns the sum
-    // of squared outputs and raises peak.
+    // Run frames samples of one channel, or of two side by side, through both
+    // stages; return the sum of squared outputs and raise peak.
     static double FilterChannel(const float* in, uint32_t frames, Stage& highPass, Stage& shelf,
                                 float& peak);
+    static double FilterChannelPair(const float* inA, const float* inB, uint32_t frames, Stage* highPass,
+                                    Stage* shelf, float& peak);
 
     uint32_t maxFrames = 0;
     uint32_t channels = 0;

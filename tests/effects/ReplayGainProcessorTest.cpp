@@ -296,6 +296,34 @@ TEST(ReplayGainProcessor, CopiesShareTheMeasurementAndCallsBeforeInitDoNothing)
     EXPECT_NEAR(Get(original, ReplayGainTrack).peak, 0.5f, 1e-4);
 }
 
+// Channels go through the filters in pairs, the odd one alone: rotating
+// three different channels sends each through both paths.
+TEST(ReplayGainProcessor, ChannelsMeasureAlikeWhicheverFilterPathTheyTake)
+{
+    const size_t frames = 44100 * 3;
+    std::mt19937 random(3);
+    std::normal_distribution<float> noise(0.0f, 0.1f);
+    std::vector<float> planes[3];
+    for (int c = 0; c < 3; ++c)
+        for (size_t n = 0; n < frames; ++n)
+            planes[c].push_back(noise(random) * float(c + 1) + 0.3f * float(std::sin(0.01 * double(n) * (c + 1))));
+    ReplayGainInfo first = {0.0f, 0.0f};
+    for (int rotation = 0; rotation < 3; ++rotation) {
+        std::vector<float> interleaved;
+        for (size_t n = 0; n < frames; ++n)
+            for (int c = 0; c < 3; ++c)
+                interleaved.push_back(planes[(c + rotation) % 3][n]);
+        ReplayGainProcessor rg;
+        ASSERT_TRUE(rg.Init(AUDIO_SAMPLEFORMAT_FLOAT, 3, 44100));
+        PushAll(rg, interleaved, 3, 4096);
+        const ReplayGainInfo info = Get(rg, ReplayGainTrack);
+        if (rotation == 0)
+            first = info;
+        EXPECT_NEAR(info.gain, first.gain, 1e-5) << rotation;
+        EXPECT_EQ(info.peak, first.peak) << rotation;
+    }
+}
+
 TEST(ReplayGainProcessor, SteadyPushingAllocatesNothing)
 {
     for (AUDIO_SAMPLEFORMAT format : {AUDIO_SAMPLEFORMAT_S16, AUDIO_SAMPLEFORMAT_FLOAT}) {
