@@ -25,8 +25,8 @@ void BM_VibratoStereo(benchmark::State& state)
         benchmark::ClobberMemory();
     }
     const double total = double(state.iterations()) * frames;
-    state.counters["ns/frame"] =
-        benchmark::Counter(total * 1e-9, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["s/frame"] =
+        benchmark::Counter(total, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     state.counters["xRealtime"] = benchmark::Counter(total / 44100.0, benchmark::Counter::kIsRate);
     fx->Destroy();
 }
