@@ -1,5 +1,8 @@
 #include "frontend/ProcessorFactories.h"
 
+#include "wrappers/DelayProcessor.h"
+#include "wrappers/LimiterProcessor.h"
+
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
@@ -13,12 +16,12 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* bassTreble */ nullptr,
         /* compressor */ nullptr,
         /* parametricEQ */ nullptr,
-        /* delay */ nullptr,
+        /* delay */ &DelayProcessor::Create,
         /* fir */ nullptr,
         /* headphone */ nullptr,
         /* vibrato */ nullptr,
         /* tremolo */ nullptr,
-        /* limiter */ nullptr,
+        /* limiter */ &LimiterProcessor::Create,
     };
     return factories;
 }
