@@ -475,8 +475,15 @@ void OvPeakLimiterFX::ProcessHard(OvPipelineBuffer* io_pBuffer)
                 const float fNext = fGain + fAttackStep;
                 fGain = fNext > fTarget ? fNext : fTarget;
             }
-            for (uint32_t c = 0; c < uChannels; ++c)
-                pBase[size_t(c) * uStride + f] *= fGain;
+            // The ramps are summed in float; over a long look-ahead their
+            // rounding can leave the gain a few parts in 1e5 high as a peak
+            // leaves, so the product is held to the ceiling. Below the
+            // ceiling this changes nothing.
+            for (uint32_t c = 0; c < uChannels; ++c) {
+                float& io = pBase[size_t(c) * uStride + f];
+                const float y = io * fGain;
+                io = y > fCeiling ? fCeiling : (y < -fCeiling ? -fCeiling : y);
+            }
         }
         i += uChunk;
         uPos += uChunk;
