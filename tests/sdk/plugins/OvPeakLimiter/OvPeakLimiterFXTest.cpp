@@ -104,8 +104,9 @@ TEST(OvPeakLimiterFX, EachRoutineOnTheLayoutThatSelectsIt)
             for (size_t i = 0; i < frames; ++i)
                 ASSERT_EQ(output[5][i], 3.0f) << "the LFE passes the delay unscaled, at " << i;
         }
-        if (hasLFE && layout.processLFE)
+        if (hasLFE && layout.processLFE) {
             EXPECT_LE(std::fabs(output[5][probe]), OV::FastPow10FromDb(thresholdDb));
+        }
     }
 }
 
