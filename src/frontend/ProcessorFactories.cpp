@@ -2,12 +2,13 @@
 
 #include "wrappers/DelayProcessor.h"
 #include "wrappers/LimiterProcessor.h"
+#include "wrappers/LoudnessProcessor.h"
 
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
     static const ProcessorFactories factories = {
-        /* loudness */ nullptr,
+        /* loudness */ &LoudnessProcessor::Create,
         /* reverb */ nullptr,
         /* stereoEnhancer */ nullptr,
         /* rotate3D */ nullptr,

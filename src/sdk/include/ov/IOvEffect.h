@@ -8,7 +8,7 @@
 // on the effect, then on the parameter object (which the wrapper owns, not the
 // effect).
 //
-// A minimal in-place plug-in (see tests/wrappers/OvTestGainFX.h for a whole one):
+// A minimal in-place plug-in (see tests/support/OvTestGainFX.h for a whole one):
 //
 //   class OvGainFX final : public IOvEffect {
 //   public:
