@@ -8,6 +8,7 @@
 
 #include "support/AllocationCounter.h"
 #include "support/PluginRig.h"
+#include "support/RecordingAssertHook.h"
 #include "wrappers/DelayProcessorImpl.h"
 
 namespace {
@@ -179,11 +180,13 @@ TEST(DelayProcessor, SteadyStateAllocatesNothing)
         }
     };
     run(4);
+    testsupport::RecordingAssertHook asserts;
     testsupport::AllocationCounter counter;
     run(30);
     delay.impl->SetParams({80.0f, 0.5f, -1.0f, -3.0f});  // levels ramp, feedback clears: no allocation
     run(30);
     EXPECT_EQ(counter.Count(), 0u);
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "ov/OvFastMath.h"
 #include "support/AllocationCounter.h"
 #include "support/PluginRig.h"
+#include "support/RecordingAssertHook.h"
 #include "wrappers/LimiterProcessorImpl.h"
 
 namespace {
@@ -84,6 +85,7 @@ TEST(LimiterProcessor, NothingLeavesAboveTheCeilingForInputsUpToPlus20Dbfs)
 {
     const float ceiling = OV::FastPow10FromDb(fxdefaults::kLimiter.Threshold);
     std::mt19937 rng(7);
+    testsupport::RecordingAssertHook asserts;
     for (uint32_t channels : {2u, 6u}) {
         for (const auto& [name, input] : HotSignals(channels)) {
             Limiter limiter(channels);
@@ -99,6 +101,7 @@ TEST(LimiterProcessor, NothingLeavesAboveTheCeilingForInputsUpToPlus20Dbfs)
             EXPECT_GT(worst, 0.9f * ceiling) << name;  // it limits, it does not mute
         }
     }
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
 
 TEST(LimiterProcessor, BelowTheCeilingPassesBitExactlyAndStreamsKeepTheirLength)

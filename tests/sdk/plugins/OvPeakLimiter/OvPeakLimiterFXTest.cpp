@@ -10,6 +10,7 @@
 #include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFX.h"
 #include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFXParams.h"
 #include "support/PluginRig.h"
+#include "support/RecordingAssertHook.h"
 
 namespace {
 
@@ -51,6 +52,7 @@ TEST(OvPeakLimiterFX, EachRoutineOnTheLayoutThatSelectsIt)
     };
     const float thresholdDb = -6.0f;
     const size_t frames = 60000, burstFrom = 20000, burstTo = 40000, probe = 30000;
+    testsupport::RecordingAssertHook asserts;
     for (const Layout& layout : layouts) {
         SCOPED_TRACE(layout.name);
         Rig rig(layout.channels, kRate, 1024);
@@ -108,6 +110,7 @@ TEST(OvPeakLimiterFX, EachRoutineOnTheLayoutThatSelectsIt)
             EXPECT_LE(std::fabs(output[5][probe]), OV::FastPow10FromDb(thresholdDb));
         }
     }
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
 
 TEST(OvPeakLimiterFX, LookAheadIsAtLeastOneFrameAndSettingsRefuseBadInput)
