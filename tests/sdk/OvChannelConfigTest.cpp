@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "ov/OvChannelConfig.h"
-#include "ov/OvPipelineBuffer.h"
 #include "support/RecordingAssertHook.h"
 
 namespace {
@@ -52,25 +51,8 @@ TEST(OvChannelConfig, ACountThatDisagreesWithTheMaskIsReported)
     testsupport::RecordingAssertHook asserts;
     OvChannelConfig config;
     config.SetStandardOrAnonymous(3, OV_SPEAKER_SETUP_STEREO);
-    EXPECT_TRUE(asserts.Saw("in_uChannelMask == 0 || in_uNumChannels == OV::ChannelMaskToNumChannels(in_uChannelMask)"));
-}
-
-TEST(OvPipelineBuffer, LfeIsTheLastChannelAndTakingSamplesEmptiesTheBuffer)
-{
-    float block[6 * 4] = {};
-    OvChannelConfig config;
-    config.SetStandardOrAnonymous(6, OV::ChannelMaskFromNumChannels(6));
-    OvPipelineBuffer buffer;
-    EXPECT_EQ(buffer.eState, OV_BufferNeedsData);
-    buffer.AttachContiguousDeinterleaved(block, config, 4, 2);
-    EXPECT_EQ(buffer.GetChannel(2), block + 8);
-    EXPECT_EQ(buffer.GetLFE(), block + 20);
-    EXPECT_EQ(buffer.TakeSamples(), block);
-    EXPECT_EQ(buffer.GetData(), nullptr);
-    EXPECT_EQ(buffer.NumChannels(), 0u);
-    EXPECT_EQ(buffer.MaxFrames(), 0u);
-    EXPECT_EQ(buffer.uValidFrames, 0u);
-    EXPECT_EQ(buffer.GetLFE(), nullptr);
+    EXPECT_TRUE(asserts.Saw(
+        "in_uChannelMask == 0 || in_uNumChannels == OV::ChannelMaskToNumChannels(in_uChannelMask)"));
 }
 
 }  // namespace

@@ -96,15 +96,4 @@ TEST(Mix2Interp, ThreeBufferFastPathWantsMultiplesOf32AndNoAliasing)
     EXPECT_TRUE(asserts.Saw("!((out_pfOutput == in_pfInput1) || (out_pfOutput == in_pfInput2))"));
 }
 
-TEST(Mix2Interp, FixedGainFormTakesAnyCount)
-{
-    testsupport::RecordingAssertHook asserts;
-    std::vector<float> io = Noise(7, 11);
-    const std::vector<float> io0 = io, in = Noise(7, 12);
-    OV::Mix2(io.data(), in.data(), -1.0f, 0.5f, 7);
-    for (uint32_t i = 0; i < 7; ++i)
-        EXPECT_EQ(io[i], -io0[i] + 0.5f * in[i]);
-    EXPECT_EQ(asserts.Count(), 0u);
-}
-
 }  // namespace

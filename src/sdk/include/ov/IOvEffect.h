@@ -26,6 +26,13 @@
 //
 // GetInfo, the two media slots and SkipFrames have the answers every plug-in
 // of this library gives; override them only to answer otherwise.
+//
+// ProcessBlock reads the parameter object's values and change marks at the top
+// of the block (and clears the marks), processes io_pBuffer->uValidFrames
+// frames of each channel in place, ramps any gain change over the block, and
+// calls OvTailExtender::ExtendTail first if it has a tail. It must not
+// allocate, lock or log. OvProcessorWrapper builds plug-ins with their
+// default constructor, which must not throw.
 #pragma once
 
 #include <cstdint>

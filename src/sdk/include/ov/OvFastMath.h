@@ -1,6 +1,7 @@
 // Fast log10 and 10^x on the float's bits, for gain computers that run per
-// sample (compressor, limiter, filter design). About 1e-3 relative error;
-// dB values of parameter blocks go through powf instead.
+// sample (compressor, limiter, filter design). FastLog10 is within 8e-4 of
+// log10, FastPow10 within 0.25 % of 10^x; dB values of parameter blocks go
+// through powf instead.
 #pragma once
 
 #include <cstdint>
