@@ -2,6 +2,8 @@
 
 #include "effects/TremoloProcessorImpl.h"
 #include "effects/VibratoProcessorImpl.h"
+#include "wrappers/DelayProcessor.h"
+#include "wrappers/LimiterProcessor.h"
 #include "wrappers/LoudnessProcessor.h"
 
 // One line per effect; an effect joins the chain by naming its Create here.
@@ -17,12 +19,15 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* bassTreble */ nullptr,
         /* compressor */ nullptr,
         /* parametricEQ */ nullptr,
-        /* delay */ nullptr,
+        /* delay */ &DelayProcessor::Create,
         /* fir */ nullptr,
         /* headphone */ nullptr,
         /* vibrato */ &VibratoProcessorImpl::Create,
         /* tremolo */ &TremoloProcessorImpl::Create,
         /* limiter */ nullptr,
+        /* vibrato */ nullptr,
+        /* tremolo */ nullptr,
+        /* limiter */ &LimiterProcessor::Create,
     };
     return factories;
 }

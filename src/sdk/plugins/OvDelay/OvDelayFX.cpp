@@ -1,0 +1,169 @@
+#include "sdk/plugins/OvDelay/OvDelayFX.h"
+
+#include <cstring>
+
+#include "ov/IOvEffectContext.h"
+#include "ov/IOvGlobalContext.h"
+#include "ov/OvAssert.h"
+#include "ov/OvGainRamp.h"
+#include "ov/OvPluginNew.h"
+#include "ov/OvStreamFormat.h"
+#include "sdk/dsp/Mix2Interp.h"
+#include "sdk/plugins/OvDelay/OvDelayFXParams.h"
+
+namespace {
+
+// Exact comparison that also treats two NaNs as equal, so that a NaN setting
+// cannot force a rebuild on every block.
+bool Differs(float in_fA, float in_fB)
+{
+    return std::memcmp(&in_fA, &in_fB, sizeof in_fA) != 0 && in_fA != in_fB;
+}
+
+}  // namespace
+
+uint32_t OvDelayFX::DelayTimeToFrames(float in_fDelayTimeMs, uint32_t in_uSampleRate)
+{
+    const double dFrames = in_fDelayTimeMs / 1000.0 * in_uSampleRate;
+    if (!(dFrames >= 1.0))
+        return 0;
+    if (dFrames >= double(OV_DELAYFX_MAX_DELAY_FRAMES))
+        return OV_DELAYFX_MAX_DELAY_FRAMES;
+    return uint32_t(dFrames);
+}
+
+OvResult OvDelayFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
+                         const OvStreamFormat& in_format)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    m_pAllocator = in_pAllocator;
+    m_pParams = static_cast<OvDelayFXParams*>(in_pParams);
+    if (!m_pAllocator || !m_pParams || !in_pContext || !in_pContext->GetGlobalContext())
+        return OV_Failure;
+    m_uSampleRate = in_format.uSampleRate;
+    m_uNumChannels = in_format.channelConfig.uNumChannels;
+    m_uMaxFrames = in_pContext->GetGlobalContext()->GetMaxFrames();
+    m_fPrevDelayTime = m_pParams->fDelayTime;
+    m_fPrevDryLevel = m_pParams->fDryLevel;
+    m_fPrevWetLevel = m_pParams->fWetLevel;
+    m_fPrevFeedback = m_pParams->fFeedback;
+    m_uDelayFrames = DelayTimeToFrames(m_pParams->fDelayTime, m_uSampleRate);
+
+    const OvResult eResult = AllocateLines();
+    if (eResult != OV_Success)
+        return eResult;
+
+    const size_t uSamples = size_t(m_uMaxFrames) * m_uNumChannels;
+    float* pFeedback = static_cast<float*>(m_pAllocator->Malloc((uSamples ? uSamples : 1) * sizeof(float)));
+    if (!pFeedback)
+        return OV_OutOfMemory;
+    m_feedbackBuffer.AttachContiguousDeinterleaved(pFeedback, in_format.channelConfig, m_uMaxFrames, 0);
+    return OV_Success;
+}
+
+OvResult OvDelayFX::AllocateLines()
+{
+    const uint32_t uFrames = DelayTimeToFrames(m_pParams->fDelayTime, m_uSampleRate);
+    if (uFrames == 0)
+        return OV_Success;
+    const uint32_t uLines = m_uNumChannels < OV_DELAYFX_MAX_LINES ? m_uNumChannels : OV_DELAYFX_MAX_LINES;
+    OvResult eResult = OV_Success;
+    for (uint32_t c = 0; c < uLines; ++c) {
+        if (m_lines[c].Init(m_pAllocator, uFrames) != OV_Success)
+            eResult = OV_OutOfMemory;
+    }
+    if (eResult == OV_Success)
+        Reset();
+    return eResult;
+}
+
+void OvDelayFX::ShutdownLines()
+{
+    for (DelayLine& line : m_lines)
+        line.Shutdown(m_pAllocator);
+}
+
+OvResult OvDelayFX::Shutdown(IOvMemAlloc* in_pAllocator)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    ShutdownLines();
+    if (float* pFeedback = m_feedbackBuffer.TakeSamples())
+        in_pAllocator->Free(pFeedback);
+    OV::Delete(in_pAllocator, this);
+    return OV_Success;
+}
+
+OvResult OvDelayFX::Reset()
+{
+    m_feedbackBuffer.uValidFrames = 0;
+    for (DelayLine& line : m_lines)
+        line.Reset();
+    return OV_Success;
+}
+
+OvResult OvDelayFX::GetInfo(OvEffectInfo& out_info)
+{
+    out_info = m_FXInfo;
+    return OV_Success;
+}
+
+void OvDelayFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
+{
+    const OvDelayFXParams& params = *m_pParams;
+
+    // A new delay time rebuilds the lines and loses what they held. The time
+    // is taken as seen even when the rebuild fails, so that no retry follows.
+    if (Differs(m_fPrevDelayTime, params.fDelayTime)) {
+        ShutdownLines();
+        if (AllocateLines() == OV_Success)
+            m_uDelayFrames = DelayTimeToFrames(params.fDelayTime, m_uSampleRate);
+        m_fPrevDelayTime = params.fDelayTime;
+    }
+    // A new feedback clears the lines as well; intended.
+    if (Differs(m_fPrevFeedback, params.fFeedback)) {
+        Reset();
+        m_fPrevFeedback = params.fFeedback;
+    }
+
+    m_tailExtender.ExtendTail(io_pBuffer, m_uDelayFrames);
+    OV_ASSERT(io_pBuffer->uValidFrames <= io_pBuffer->MaxFrames());
+    uint32_t uFrames = io_pBuffer->uValidFrames;
+    if (uFrames == 0)
+        return;
+
+    OV::ApplyGainToBuffer(io_pBuffer, m_fPrevDryLevel, params.fDryLevel, true);
+    m_fPrevDryLevel = params.fDryLevel;
+
+    if (!m_feedbackBuffer.GetData())
+        return;
+    m_feedbackBuffer.PadToMaxFrames();
+    if (uFrames > m_feedbackBuffer.MaxFrames())
+        uFrames = m_feedbackBuffer.MaxFrames();
+
+    const float fFeedback = params.fFeedback;
+    const uint32_t uMaxFrames = m_feedbackBuffer.MaxFrames();
+    uint32_t uChannels = io_pBuffer->NumChannels();
+    if (uChannels > m_uNumChannels)
+        uChannels = m_uNumChannels;
+    if (uChannels > OV_DELAYFX_MAX_LINES)
+        uChannels = OV_DELAYFX_MAX_LINES;
+    for (uint32_t c = 0; c < uChannels; ++c) {
+        DelayLine& line = m_lines[c];
+        if (!line.HasMemory())
+            continue;
+        float* pIn = io_pBuffer->GetChannel(c);
+        float* pFeedback = m_feedbackBuffer.GetChannel(c);
+        if (fFeedback <= 0.0f) {
+            std::memset(pFeedback, 0, size_t(uMaxFrames) * sizeof(float));
+        } else if (m_feedbackBuffer.uValidFrames != 0) {
+            for (uint32_t i = 0; i < uFrames; ++i)
+                pIn[i] += fFeedback * pFeedback[i];
+        }
+        line.ProcessBuffer(pIn, pFeedback, uFrames);
+        OV::Mix2Interp(pIn, pFeedback, 1.0f, 1.0f, m_fPrevWetLevel, params.fWetLevel, uFrames);
+        // Updated inside the loop, so only the first channel ramps; intended.
+        m_fPrevWetLevel = params.fWetLevel;
+        if (fFeedback > 0.0f)
+            std::memcpy(pFeedback, pIn, size_t(uFrames) * sizeof(float));
+    }
+}

@@ -1,0 +1,99 @@
+#include "sdk/plugins/OvDelay/OvDelayFXParams.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "ov/OvAssert.h"
+#include "ov/OvPluginNew.h"
+
+namespace {
+
+float ReadFloat(const uint8_t* in_pBytes)
+{
+    float fValue;
+    std::memcpy(&fValue, in_pBytes, sizeof fValue);
+    return fValue;
+}
+
+float DbToLinear(float in_fDb)
+{
+    return powf(10.0f, in_fDb * 0.05f);
+}
+
+}  // namespace
+
+OvResult OvDelayFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize)
+{
+    if (!in_pValue) {
+        OV_ASSERT(in_pValue != NULL);
+        return OV_BadParameter;
+    }
+    if (in_uSize < sizeof(float))
+        return OV_BadParameter;
+    const float fValue = ReadFloat(static_cast<const uint8_t*>(in_pValue));
+    switch (in_uID) {
+    case OV_DELAYFXPARAM_DELAYTIME_ID:
+        fDelayTime = fValue;
+        break;
+    case OV_DELAYFXPARAM_DRYLEVEL_ID:
+        fDryLevel = DbToLinear(fValue);
+        break;
+    case OV_DELAYFXPARAM_WETLEVEL_ID:
+        fWetLevel = DbToLinear(fValue);
+        break;
+    case OV_DELAYFXPARAM_FEEDBACK_ID:
+        fFeedback = fValue;
+        break;
+    default:
+        OV_ASSERT_TEXT(false, "Invalid Delay parameter ID");
+        return OV_BadParameter;
+    }
+    m_paramChangeHandler.MarkChanged(in_uID);
+    return OV_Success;
+}
+
+IOvEffectParams* OvDelayFXParams::Clone(IOvMemAlloc* in_pAllocator)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    OvDelayFXParams* pClone = OV::New<OvDelayFXParams>(in_pAllocator, *this);
+    if (pClone)
+        pClone->m_paramChangeHandler.MarkAllChanged();
+    return pClone;
+}
+
+OvResult OvDelayFXParams::Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    if (in_uBlockSize == 0) {
+        m_paramChangeHandler.MarkAllChanged();
+        return OV_Success;
+    }
+    return SetAllParams(in_pParamsBlock, in_uBlockSize);
+}
+
+OvResult OvDelayFXParams::Shutdown(IOvMemAlloc* in_pAllocator)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    OV::Delete(in_pAllocator, this);
+    return OV_Success;
+}
+
+OvResult OvDelayFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize)
+{
+    // A short block would be read past its end: refuse it.
+    if (!in_pParamsBlock || in_uBlockSize < OV_DELAYFX_BLOCK_BYTES)
+        return OV_BadParameter;
+    const uint8_t* pBytes = static_cast<const uint8_t*>(in_pParamsBlock);
+    // The first value goes through the dB conversion although SetParam takes
+    // milliseconds; intended.
+    fDelayTime = DbToLinear(ReadFloat(pBytes));
+    fFeedback = ReadFloat(pBytes + 4);
+    fDryLevel = DbToLinear(ReadFloat(pBytes + 8));
+    fWetLevel = DbToLinear(ReadFloat(pBytes + 12));
+    const OvResult eResult = OV_Success;
+    // Bytes left over mean the block does not fit this parameter set.
+    const uint32_t uBytesLeft = in_uBlockSize - OV_DELAYFX_BLOCK_BYTES;
+    OV_ASSERT_TEXT(uBytesLeft == 0 || eResult != OV_Success, "in_ulBlockSize == 0 || eResult != OV_Success");
+    m_paramChangeHandler.MarkAllChanged();
+    return eResult;
+}

@@ -1,0 +1,35 @@
+// Parameters of OvDelayFX. Levels arrive in dB through SetParam and are kept
+// linear; the delay time is in milliseconds, the feedback a plain factor.
+// A change only marks the ID; the effect reads it at its next block.
+#pragma once
+
+#include <cstdint>
+
+#include "ov/IOvEffectParams.h"
+#include "ov/OvFXParameterChangeHandler.h"
+
+enum OvDelayFXParamID : uint16_t {
+    OV_DELAYFXPARAM_DELAYTIME_ID = 1,  // ms
+    OV_DELAYFXPARAM_DRYLEVEL_ID = 2,   // dB
+    OV_DELAYFXPARAM_WETLEVEL_ID = 3,   // dB
+    OV_DELAYFXPARAM_FEEDBACK_ID = 4,   // factor
+};
+
+class OvDelayFXParams final : public IOvEffectParams {
+public:
+    static constexpr uint32_t OV_DELAYFX_NUM_PARAMS = 5;
+    // Bytes of a SetAllParams block: four little-endian floats.
+    static constexpr uint32_t OV_DELAYFX_BLOCK_BYTES = 16;
+
+    OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
+    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
+    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
+    OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+
+    OvFXParameterChangeHandler<OV_DELAYFX_NUM_PARAMS> m_paramChangeHandler;
+    float fDelayTime = 500.0f;  // ms
+    float fDryLevel = 1.0f;     // linear
+    float fWetLevel = 1.0f;     // linear
+    float fFeedback = 0.15f;
+};

@@ -1,0 +1,501 @@
+#include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFX.h"
+
+#include <cmath>
+#include <cstring>
+#include <new>
+
+#include "ov/OvAssert.h"
+#include "ov/OvFastMath.h"
+#include "ov/OvGainRamp.h"
+#include "ov/OvPipelineBuffer.h"
+#include "ov/OvPluginNew.h"
+#include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFXParams.h"
+
+namespace {
+
+// Level of a peak above the threshold, in dB, never below 0.
+inline float DbOverThreshold(float in_fPeak, float in_fThreshold)
+{
+    const float fOver = 20.0f * OV::FastLog10(in_fPeak) - in_fThreshold;
+    return fOver > 0.0f ? fOver : 0.0f;
+}
+
+// Linear gain that brings a peak down to the ceiling; 1 below it.
+inline float HardTarget(float in_fPeak, float in_fCeiling)
+{
+    return in_fPeak - in_fCeiling < 0.0f ? 1.0f : in_fCeiling / in_fPeak;
+}
+
+// Frames from the ring position to the ring's end or to the end of the block.
+inline uint32_t ChunkFrames(uint32_t in_uFramesLeft, uint32_t in_uRingFrames, uint32_t in_uPos)
+{
+    const uint32_t uToRingEnd = in_uRingFrames - in_uPos;
+    return in_uFramesLeft < uToRingEnd ? in_uFramesLeft : uToRingEnd;
+}
+
+// Passes one channel through its own ring, unscaled.
+void ExchangeWithRing(float* io_pChannel, float* io_pRing, uint32_t in_uRingFrames, uint32_t in_uPos,
+                      uint32_t in_uFrames)
+{
+    uint32_t i = 0;
+    while (i < in_uFrames) {
+        const uint32_t uChunk = ChunkFrames(in_uFrames - i, in_uRingFrames, in_uPos);
+        for (uint32_t j = 0; j < uChunk; ++j) {
+            const float fIn = io_pChannel[i + j];
+            io_pChannel[i + j] = io_pRing[in_uPos + j];
+            io_pRing[in_uPos + j] = fIn;
+        }
+        i += uChunk;
+        in_uPos += uChunk;
+        if (in_uPos == in_uRingFrames)
+            in_uPos = 0;
+    }
+}
+
+}  // namespace
+
+uint32_t OvPeakLimiterFX::LookAheadToFrames(float in_fLookAheadSeconds, uint32_t in_uSampleRate)
+{
+    // The frame loops cannot advance over an empty ring: one frame at least.
+    const float fFrames = in_fLookAheadSeconds * float(in_uSampleRate);
+    if (!(fFrames >= 1.0f))
+        return 1;
+    if (fFrames >= float(OV_PEAKLIMITERFX_MAX_LOOKAHEAD_FRAMES))
+        return OV_PEAKLIMITERFX_MAX_LOOKAHEAD_FRAMES;
+    return uint32_t(fFrames);
+}
+
+OvResult OvPeakLimiterFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext,
+                               IOvEffectParams* in_pParams, const OvStreamFormat& in_format)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    m_pParams = static_cast<OvPeakLimiterFXParams*>(in_pParams);
+    m_pAllocator = in_pAllocator;
+    m_pContext = in_pContext;
+    m_format = in_format;
+    if (!m_pParams || !m_pAllocator)
+        return OV_Failure;
+    m_fPrevOutputGain = m_pParams->fOutputGain;
+    return Configure();
+}
+
+void OvPeakLimiterFX::FreeMemory()
+{
+    if (m_pDelayMem)
+        m_pAllocator->Free(m_pDelayMem);
+    m_pDelayMem = nullptr;
+    if (m_pSideChains)
+        m_pAllocator->Free(m_pSideChains);
+    m_pSideChains = nullptr;
+    m_fnProcess = nullptr;
+}
+
+OvResult OvPeakLimiterFX::Configure()
+{
+    FreeMemory();
+    const OvPeakLimiterFXParams& params = *m_pParams;
+    const uint32_t uNumChannels = m_format.channelConfig.uNumChannels;
+    const bool bHasLFE = m_format.channelConfig.HasLFE();
+    m_uNumPeakLimitedChannels = uNumChannels;
+    if (!params.bProcessLFE && bHasLFE && uNumChannels > 0)
+        m_uNumPeakLimitedChannels = uNumChannels - 1;
+    m_uNumSideChains = params.bChannelLink ? 1 : m_uNumPeakLimitedChannels;
+
+    m_uLookAheadFrames = LookAheadToFrames(params.fLookAhead, m_format.uSampleRate);
+    m_uFramesToDiscard = m_uLookAheadFrames;
+    // Attack of the dB law: settles over half the look-ahead.
+    m_fAttackCoef = params.bHardCeiling
+                        ? 0.0f
+                        : expf(-2.2f / ((float(m_uLookAheadFrames) / params.fLookAheadDivisor) / 2.0f));
+
+    const size_t uDelaySamples = size_t(m_uLookAheadFrames) * (uNumChannels ? uNumChannels : 1);
+    m_pDelayMem = static_cast<float*>(m_pAllocator->Malloc(uDelaySamples * sizeof(float)));
+    if (!m_pDelayMem)
+        return OV_OutOfMemory;
+    std::memset(m_pDelayMem, 0, uDelaySamples * sizeof(float));
+    m_uFramePos = 0;
+
+    if (!params.bChannelLink || m_uNumPeakLimitedChannels == 1)
+        m_fnProcess = &OvPeakLimiterFX::ProcessPerChannelDb;
+    else if (bHasLFE && !params.bProcessLFE)
+        m_fnProcess = &OvPeakLimiterFX::ProcessLinkedDb<true>;
+    else if (params.bHardCeiling && m_uNumPeakLimitedChannels == 2)
+        m_fnProcess = &OvPeakLimiterFX::ProcessHard<2>;
+    else if (params.bHardCeiling)
+        m_fnProcess = &OvPeakLimiterFX::ProcessHard<0>;
+    else
+        m_fnProcess = &OvPeakLimiterFX::ProcessLinkedDb<false>;
+
+    if (m_uNumSideChains != 0) {
+        void* pMemory = m_pAllocator->Malloc(sizeof(SideChain) * m_uNumSideChains);
+        if (!pMemory) {
+            m_fnProcess = nullptr;
+            return OV_OutOfMemory;
+        }
+        m_pSideChains = static_cast<SideChain*>(pMemory);
+        for (uint32_t i = 0; i < m_uNumSideChains; ++i)
+            new (&m_pSideChains[i]) SideChain();
+    }
+    m_pParams->bLayoutChanged = 0;
+    return OV_Success;
+}
+
+OvResult OvPeakLimiterFX::Shutdown(IOvMemAlloc* in_pAllocator)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    if (m_pAllocator)
+        FreeMemory();
+    OV::Delete(in_pAllocator, this);
+    return OV_Success;
+}
+
+OvResult OvPeakLimiterFX::Reset()
+{
+    if (m_pDelayMem)
+        std::memset(m_pDelayMem, 0,
+                    size_t(m_uLookAheadFrames) * m_format.channelConfig.uNumChannels * sizeof(float));
+    const bool bHard = m_pParams && m_pParams->bHardCeiling;
+    for (uint32_t i = 0; m_pSideChains && i < m_uNumSideChains; ++i) {
+        SideChain& sideChain = m_pSideChains[i];
+        sideChain.fPeak = 0.0f;
+        sideChain.fNextPeak = 0.0f;
+        sideChain.uHoldFrames = 0;
+        sideChain.fGain = bHard ? 1.0f : 0.0f;
+    }
+    m_bFirstBlock = true;
+    m_uFramesToDiscard = m_uLookAheadFrames;
+    return OV_Success;
+}
+
+OvPeakLimiterFX::Routine OvPeakLimiterFX::CurrentRoutine() const
+{
+    if (m_fnProcess == &OvPeakLimiterFX::ProcessPerChannelDb)
+        return Routine::PerChannelDb;
+    if (m_fnProcess == &OvPeakLimiterFX::ProcessLinkedDb<true>)
+        return Routine::LinkedNoLfeDb;
+    if (m_fnProcess == &OvPeakLimiterFX::ProcessLinkedDb<false>)
+        return Routine::LinkedDb;
+    if (m_fnProcess == &OvPeakLimiterFX::ProcessHard<2>)
+        return Routine::StereoHard;
+    if (m_fnProcess == &OvPeakLimiterFX::ProcessHard<0>)
+        return Routine::MultiChannelHard;
+    return Routine::None;
+}
+
+float OvPeakLimiterFX::RatioFactor() const
+{
+    return m_pParams->bInfiniteRatio ? -1.0f : 1.0f / m_pParams->fRatio - 1.0f;
+}
+
+void OvPeakLimiterFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
+{
+    OvPeakLimiterFXParams& params = *m_pParams;
+    if (params.bRuntimeChanged || params.bLayoutChanged) {
+        m_fReleaseCoef =
+            params.bHardCeiling ? 0.0f : expf(-2.2f / (params.fRelease * float(m_format.uSampleRate)));
+        params.bRuntimeChanged = 0;
+    }
+    // A layout change restarts the limiter: the delayed audio is dropped and
+    // the start-up is paid again. A failed Configure is retried next block.
+    if (params.bLayoutChanged) {
+        if (Configure() != OV_Success)
+            return;
+        Reset();
+    }
+    if (!m_fnProcess || io_pBuffer->NumChannels() != m_format.channelConfig.uNumChannels)
+        return;
+
+    m_tailExtender.ExtendTail(io_pBuffer, m_uLookAheadFrames);
+    if (io_pBuffer->uValidFrames == 0)
+        return;
+
+    (this->*m_fnProcess)(io_pBuffer);
+
+    OV::ApplyGainToBuffer(io_pBuffer, m_fPrevOutputGain, params.fOutputGain, params.bProcessLFE != 0);
+    m_fPrevOutputGain = params.fOutputGain;
+
+    DiscardStartUpFrames(io_pBuffer);
+}
+
+void OvPeakLimiterFX::DiscardStartUpFrames(OvPipelineBuffer* io_pBuffer)
+{
+    // Until the delay has filled, what comes out is its zeros: drop them.
+    if (m_uFramesToDiscard == 0)
+        return;
+    const uint32_t uValid = io_pBuffer->uValidFrames;
+    if (m_uFramesToDiscard < uValid) {
+        const uint32_t uKeep = uValid - m_uFramesToDiscard;
+        for (uint32_t c = 0; c < io_pBuffer->NumChannels(); ++c) {
+            float* pChannel = io_pBuffer->GetChannel(c);
+            std::memmove(pChannel, pChannel + m_uFramesToDiscard, size_t(uKeep) * sizeof(float));
+        }
+        io_pBuffer->uValidFrames = uint16_t(uKeep);
+        m_uFramesToDiscard = 0;
+    } else {
+        m_uFramesToDiscard -= uValid;
+        io_pBuffer->uValidFrames = 0;
+    }
+}
+
+void OvPeakLimiterFX::ProcessPerChannelDb(OvPipelineBuffer* io_pBuffer)
+{
+    const uint32_t L = m_uLookAheadFrames;
+    const uint32_t uFrames = io_pBuffer->uValidFrames;
+    const uint32_t uNumChannels = io_pBuffer->NumChannels();
+    const float fThreshold = m_pParams->fThreshold;
+    const float fRatioFactor = RatioFactor();
+    const float fAttackCoef = m_fAttackCoef;
+    const float fReleaseCoef = m_fReleaseCoef;
+    const uint32_t uStartPos = m_uFramePos;
+
+    if (!m_pParams->bProcessLFE && io_pBuffer->HasLFE())
+        ExchangeWithRing(io_pBuffer->GetLFE(), m_pDelayMem + size_t(uNumChannels - 1) * L, L, uStartPos,
+                         uFrames);
+
+    for (uint32_t c = 0; c < m_uNumPeakLimitedChannels && c < m_uNumSideChains; ++c) {
+        float* pChannel = io_pBuffer->GetChannel(c);
+        float* pRing = m_pDelayMem + size_t(c) * L;
+        SideChain& sideChain = m_pSideChains[c];
+        float fGain = sideChain.fGain;
+        float fPeak = sideChain.fPeak;
+        float fNextPeak = sideChain.fNextPeak;
+        uint32_t uHoldFrames = sideChain.uHoldFrames;
+
+        if (m_bFirstBlock) {
+            const uint32_t n = uFrames < L ? uFrames : L;
+            for (uint32_t i = 0; i < n; ++i) {
+                const float a = fabsf(pChannel[i]);
+                if (a >= fPeak) {
+                    fPeak = a;
+                    uHoldFrames = n - i;
+                }
+            }
+        }
+        float fTarget = DbOverThreshold(fPeak, fThreshold);
+
+        uint32_t uPos = uStartPos;
+        for (uint32_t i = 0; i < uFrames;) {
+            const uint32_t uChunk = ChunkFrames(uFrames - i, L, uPos);
+            float* pX = pChannel + i;
+            float* pR = pRing + uPos;
+            for (uint32_t j = 0; j < uChunk; ++j) {
+                const float x = pX[j];
+                const float fOut = pR[j];
+                pR[j] = x;
+                const float fAbs = fabsf(x);
+                const float a = fAbs > fNextPeak ? fAbs : fNextPeak;
+                if (uHoldFrames == 0 || a > fPeak) {
+                    fNextPeak = 0.0f;
+                    fTarget = DbOverThreshold(a, fThreshold);
+                    fPeak = a;
+                    uHoldFrames = L;
+                } else {
+                    --uHoldFrames;
+                    fNextPeak = a;
+                }
+                const float fCoef = (fTarget - fGain >= 0.0f) ? fAttackCoef : fReleaseCoef;
+                fGain = fTarget + fCoef * (fGain - fTarget);
+                pX[j] = fOut * OV::FastPow10(fGain * fRatioFactor * 0.05f);
+            }
+            i += uChunk;
+            uPos += uChunk;
+            if (uPos == L)
+                uPos = 0;
+        }
+        sideChain.fGain = fGain;
+        sideChain.fPeak = fPeak;
+        sideChain.fNextPeak = fNextPeak;
+        sideChain.uHoldFrames = uHoldFrames;
+    }
+    m_bFirstBlock = false;
+    m_uFramePos = uint32_t((uint64_t(uStartPos) + uFrames) % L);
+    OV_ASSERT(m_uFramePos <= m_uLookAheadFrames);
+}
+
+template <bool T_EXCLUDE_LFE>
+void OvPeakLimiterFX::ProcessLinkedDb(OvPipelineBuffer* io_pBuffer)
+{
+    if (T_EXCLUDE_LFE)
+        OV_ASSERT(io_pBuffer->HasLFE());
+    const uint32_t L = m_uLookAheadFrames;
+    const uint32_t uFrames = io_pBuffer->uValidFrames;
+    const uint32_t uStride = io_pBuffer->MaxFrames();
+    const uint32_t uRingWidth = io_pBuffer->NumChannels();
+    const uint32_t uLimited = m_uNumPeakLimitedChannels;
+    float* pBase = io_pBuffer->GetChannel(0);
+    const float fThreshold = m_pParams->fThreshold;
+    const float fRatioFactor = RatioFactor();
+    const float fAttackCoef = m_fAttackCoef;
+    const float fReleaseCoef = m_fReleaseCoef;
+
+    SideChain& sideChain = m_pSideChains[0];
+    float fGain = sideChain.fGain;
+    float fPeak = sideChain.fPeak;
+    float fNextPeak = sideChain.fNextPeak;
+    uint32_t uHoldFrames = sideChain.uHoldFrames;
+
+    if (m_bFirstBlock) {
+        const uint32_t n = uFrames < L ? uFrames : L;
+        for (uint32_t c = 0; c < uLimited; ++c) {
+            const float* pChannel = pBase + size_t(c) * uStride;
+            for (uint32_t i = 0; i < n; ++i) {
+                const float a = fabsf(pChannel[i]);
+                if (a > fPeak) {
+                    fPeak = a;
+                    uHoldFrames = n - i;
+                }
+            }
+        }
+        m_bFirstBlock = false;
+    }
+    float fTarget = DbOverThreshold(fPeak, fThreshold);
+
+    uint32_t uPos = m_uFramePos;
+    for (uint32_t i = 0; i < uFrames;) {
+        const uint32_t uChunk = ChunkFrames(uFrames - i, L, uPos);
+        float* pRing = m_pDelayMem + size_t(uPos) * uRingWidth;
+        for (uint32_t f = i; f < i + uChunk; ++f, pRing += uRingWidth) {
+            for (uint32_t c = 0; c < uLimited; ++c) {
+                float& io = pBase[size_t(c) * uStride + f];
+                const float x = io;
+                io = pRing[c];
+                pRing[c] = x;
+                const float a = fabsf(x);
+                if (a > fNextPeak)
+                    fNextPeak = a;
+            }
+            if (T_EXCLUDE_LFE) {
+                float& io = pBase[size_t(uLimited) * uStride + f];
+                const float x = io;
+                io = pRing[uLimited];
+                pRing[uLimited] = x;
+            }
+            if (uHoldFrames == 0 || fPeak < fNextPeak) {
+                fPeak = fNextPeak;
+                fNextPeak = 0.0f;
+                uHoldFrames = L;
+                fTarget = DbOverThreshold(fPeak, fThreshold);
+            } else {
+                --uHoldFrames;
+            }
+            const float fCoef = (fTarget - fGain >= 0.0f) ? fAttackCoef : fReleaseCoef;
+            fGain = fTarget + fCoef * (fGain - fTarget);
+            const float fFactor = OV::FastPow10(fGain * fRatioFactor * 0.05f);
+            for (uint32_t c = 0; c < uLimited; ++c)
+                pBase[size_t(c) * uStride + f] *= fFactor;
+        }
+        i += uChunk;
+        uPos += uChunk;
+        if (uPos == L)
+            uPos = 0;
+    }
+    m_uFramePos = uPos;
+    OV_ASSERT(m_uFramePos <= m_uLookAheadFrames);
+    sideChain.fGain = fGain;
+    sideChain.fPeak = fPeak;
+    sideChain.fNextPeak = fNextPeak;
+    sideChain.uHoldFrames = uHoldFrames;
+}
+
+template <uint32_t T_NUM_CHANNELS>
+void OvPeakLimiterFX::ProcessHard(OvPipelineBuffer* io_pBuffer)
+{
+    const uint32_t uChannels = T_NUM_CHANNELS ? T_NUM_CHANNELS : m_uNumPeakLimitedChannels;
+    const uint32_t L = m_uLookAheadFrames;
+    const float fLookAheadFrames = float(L);
+    const uint32_t uFrames = io_pBuffer->uValidFrames;
+    const uint32_t uStride = io_pBuffer->MaxFrames();
+    float* pBase = io_pBuffer->GetChannel(0);
+    const float fCeiling = OV::FastPow10FromDb(m_pParams->fThreshold);
+    const float fReleaseFrames = m_pParams->fRelease * float(m_format.uSampleRate);
+
+    SideChain& sideChain = m_pSideChains[0];
+    float fGain = sideChain.fGain;
+    float fPeak = sideChain.fPeak;
+    float fNextPeak = sideChain.fNextPeak;
+    uint32_t uHoldFrames = sideChain.uHoldFrames;
+    float fAttackStep = m_fAttackCoef;
+    float fReleaseStep = m_fReleaseCoef;
+
+    if (m_bFirstBlock) {
+        const uint32_t n = uFrames < L ? uFrames : L;
+        for (uint32_t c = 0; c < uChannels; ++c) {
+            const float* pChannel = pBase + size_t(c) * uStride;
+            for (uint32_t i = 0; i < n; ++i) {
+                const float a = fabsf(pChannel[i]);
+                if (a > fNextPeak)
+                    fNextPeak = a;
+            }
+        }
+        uHoldFrames = 0;
+        m_bFirstBlock = false;
+    }
+    float fTarget = HardTarget(fPeak, fCeiling);
+
+    uint32_t uPos = m_uFramePos;
+    for (uint32_t i = 0; i < uFrames;) {
+        const uint32_t uChunk = ChunkFrames(uFrames - i, L, uPos);
+        float* pRing = m_pDelayMem + size_t(uPos) * uChannels;
+        for (uint32_t f = i; f < i + uChunk; ++f, pRing += uChannels) {
+            for (uint32_t c = 0; c < uChannels; ++c) {
+                float& io = pBase[size_t(c) * uStride + f];
+                const float x = io;
+                io = pRing[c];
+                pRing[c] = x;
+                const float a = fabsf(x);
+                if (a > fNextPeak)
+                    fNextPeak = a;
+            }
+            if (uHoldFrames == 0 || fPeak < fNextPeak) {
+                fPeak = fNextPeak;
+                fNextPeak = 0.0f;
+                fTarget = HardTarget(fPeak, fCeiling);
+                uHoldFrames = L;
+                // Straight lines: down so as to arrive as the peak leaves the
+                // delay, up over the release time. Written as comparisons so
+                // that a 0/0 step is ignored.
+                if (fGain <= fTarget) {
+                    fAttackStep = 0.0f;
+                    const float fStep = (fTarget - fGain) / fReleaseFrames;
+                    if (fStep > fReleaseStep)
+                        fReleaseStep = fStep;
+                } else {
+                    const float fStep = (fTarget - fGain) / fLookAheadFrames;
+                    if (fStep < fAttackStep)
+                        fAttackStep = fStep;
+                    fReleaseStep = 0.0f;
+                }
+            } else {
+                --uHoldFrames;
+            }
+            if (fGain <= fTarget) {
+                const float fNext = fGain + fReleaseStep;
+                fGain = fNext < fTarget ? fNext : fTarget;
+            } else {
+                const float fNext = fGain + fAttackStep;
+                fGain = fNext > fTarget ? fNext : fTarget;
+            }
+            // The ramps are summed in float; over a long look-ahead their
+            // rounding can leave the gain a few parts in 1e5 high as a peak
+            // leaves, so the product is held to the ceiling. Below the
+            // ceiling this changes nothing.
+            for (uint32_t c = 0; c < uChannels; ++c) {
+                float& io = pBase[size_t(c) * uStride + f];
+                const float y = io * fGain;
+                io = y > fCeiling ? fCeiling : (y < -fCeiling ? -fCeiling : y);
+            }
+        }
+        i += uChunk;
+        uPos += uChunk;
+        if (uPos == L)
+            uPos = 0;
+    }
+    m_uFramePos = uPos;
+    OV_ASSERT(m_uFramePos <= m_uLookAheadFrames);
+    sideChain.fGain = fGain;
+    sideChain.fPeak = fPeak;
+    sideChain.fNextPeak = fNextPeak;
+    sideChain.uHoldFrames = uHoldFrames;
+    m_fAttackCoef = fAttackStep;
+    m_fReleaseCoef = fReleaseStep;
+}

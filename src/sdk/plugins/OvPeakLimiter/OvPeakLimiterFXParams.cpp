@@ -1,0 +1,148 @@
+#include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFXParams.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "ov/OvAssert.h"
+#include "ov/OvPluginNew.h"
+
+namespace {
+
+float ReadFloat(const uint8_t* in_pBytes)
+{
+    float fValue;
+    std::memcpy(&fValue, in_pBytes, sizeof fValue);
+    return fValue;
+}
+
+float Clamp(float in_fValue, float in_fMin, float in_fMax)
+{
+    return in_fValue < in_fMin ? in_fMin : (in_fValue > in_fMax ? in_fMax : in_fValue);
+}
+
+}  // namespace
+
+OvResult OvPeakLimiterFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize)
+{
+    if (!in_pValue || in_uSize == 0)
+        return OV_BadParameter;
+    const uint8_t* pBytes = static_cast<const uint8_t*>(in_pValue);
+    const bool bIsByte = in_uID == OV_PEAKLIMITERFXPARAM_PROCESSLFE_ID ||
+                         in_uID == OV_PEAKLIMITERFXPARAM_CHANNELLINK_ID ||
+                         in_uID == OV_PEAKLIMITERFXPARAM_INFINITERATIO_ID ||
+                         in_uID == OV_PEAKLIMITERFXPARAM_HARDCEILING_ID;
+    if (!bIsByte && in_uID <= OV_PEAKLIMITERFXPARAM_HARDCEILING_ID && in_uSize < sizeof(float))
+        return OV_BadParameter;
+    switch (in_uID) {
+    case OV_PEAKLIMITERFXPARAM_THRESHOLD_ID:
+        fThreshold = Clamp(ReadFloat(pBytes), -96.3f, 0.0f);
+        bRuntimeChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_RATIO_ID:
+        fRatio = ReadFloat(pBytes);
+        bRuntimeChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_RELEASE_ID:
+        fRelease = ReadFloat(pBytes);
+        bRuntimeChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_OUTPUTGAIN_ID:
+        fOutputGain = powf(10.0f, Clamp(ReadFloat(pBytes), -24.0f, 24.0f) * 0.05f);
+        bRuntimeChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_LOOKAHEAD_ID:
+        fLookAhead = ReadFloat(pBytes);
+        bLayoutChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_LOOKAHEADDIVISOR_ID:
+        fLookAheadDivisor = ReadFloat(pBytes);
+        bLayoutChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_HARDCEILING_ID:
+        bHardCeiling = pBytes[0];
+        bLayoutChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_PROCESSLFE_ID:
+        bProcessLFE = pBytes[0];
+        bLayoutChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_CHANNELLINK_ID:
+        bChannelLink = pBytes[0];
+        bLayoutChanged = 1;
+        break;
+    case OV_PEAKLIMITERFXPARAM_INFINITERATIO_ID:
+        bInfiniteRatio = pBytes[0];
+        bLayoutChanged = 1;
+        break;
+    default:
+        OV_ASSERT_TEXT(false, "Invalid parameter.");
+        return OV_BadParameter;
+    }
+    return OV_Success;
+}
+
+IOvEffectParams* OvPeakLimiterFXParams::Clone(IOvMemAlloc* in_pAllocator)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    OvPeakLimiterFXParams* pClone = OV::New<OvPeakLimiterFXParams>(in_pAllocator, *this);
+    if (pClone) {
+        pClone->bRuntimeChanged = 1;
+        pClone->bLayoutChanged = 1;
+    }
+    return pClone;
+}
+
+OvResult OvPeakLimiterFXParams::Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock,
+                                     uint32_t in_uBlockSize)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    if (in_uBlockSize == 0) {
+        fThreshold = -12.0f;
+        fRatio = 10.0f;
+        fRelease = 0.2f;
+        fOutputGain = 1.0f;
+        fLookAhead = 0.01f;
+        fLookAheadDivisor = 1.0f;
+        bHardCeiling = 1;
+        bProcessLFE = 1;
+        bChannelLink = 1;
+        bInfiniteRatio = 1;
+        bLayoutChanged = 1;
+        bRuntimeChanged = 1;
+        return OV_Success;
+    }
+    return SetAllParams(in_pParamsBlock, in_uBlockSize);
+}
+
+OvResult OvPeakLimiterFXParams::Shutdown(IOvMemAlloc* in_pAllocator)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    OV::Delete(in_pAllocator, this);
+    return OV_Success;
+}
+
+OvResult OvPeakLimiterFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize)
+{
+    // A short block would be read past its end: refuse it.
+    if (!in_pParamsBlock || in_uBlockSize < OV_PEAKLIMITERFX_BLOCK_BYTES)
+        return OV_BadParameter;
+    const uint8_t* pBytes = static_cast<const uint8_t*>(in_pParamsBlock);
+    // No clamps on this path.
+    fThreshold = ReadFloat(pBytes);
+    fRatio = ReadFloat(pBytes + 4);
+    fLookAhead = ReadFloat(pBytes + 8);
+    fLookAheadDivisor = ReadFloat(pBytes + 12);
+    fRelease = ReadFloat(pBytes + 16);
+    fOutputGain = powf(10.0f, ReadFloat(pBytes + 20) * 0.05f);
+    bHardCeiling = pBytes[24];
+    bProcessLFE = pBytes[25];
+    bChannelLink = pBytes[26];
+    bInfiniteRatio = pBytes[27];
+    bRuntimeChanged = 1;
+    bLayoutChanged = 1;
+    const OvResult eResult = OV_Success;
+    // Bytes left over mean the block does not fit this parameter set.
+    const uint32_t uBytesLeft = in_uBlockSize - OV_PEAKLIMITERFX_BLOCK_BYTES;
+    OV_ASSERT_TEXT(uBytesLeft == 0 || eResult != OV_Success, "in_ulBlockSize == 0 || eResult != OV_Success");
+    return eResult;
+}

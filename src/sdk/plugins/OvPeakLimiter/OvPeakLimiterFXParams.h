@@ -1,0 +1,50 @@
+// Parameters of OvPeakLimiterFX. Two plain change flags stand for the two
+// kinds of change: bRuntimeChanged (threshold, ratio, release, output gain)
+// is picked up at the next block without a break in the audio;
+// bLayoutChanged (look-ahead, its divisor, ceiling mode, LFE, link, infinite
+// ratio) restarts the limiter. Threshold in dB, -96.3 to 0; output gain in
+// dB through SetParam (-24 to 24), kept linear; look-ahead and release in
+// seconds.
+#pragma once
+
+#include <cstdint>
+
+#include "ov/IOvEffectParams.h"
+
+enum OvPeakLimiterFXParamID : uint16_t {
+    OV_PEAKLIMITERFXPARAM_THRESHOLD_ID = 0,
+    OV_PEAKLIMITERFXPARAM_RATIO_ID = 1,
+    OV_PEAKLIMITERFXPARAM_LOOKAHEAD_ID = 2,
+    OV_PEAKLIMITERFXPARAM_RELEASE_ID = 3,
+    OV_PEAKLIMITERFXPARAM_OUTPUTGAIN_ID = 4,
+    OV_PEAKLIMITERFXPARAM_PROCESSLFE_ID = 5,
+    OV_PEAKLIMITERFXPARAM_CHANNELLINK_ID = 6,
+    OV_PEAKLIMITERFXPARAM_INFINITERATIO_ID = 7,
+    OV_PEAKLIMITERFXPARAM_LOOKAHEADDIVISOR_ID = 8,
+    OV_PEAKLIMITERFXPARAM_HARDCEILING_ID = 9,
+};
+
+class OvPeakLimiterFXParams final : public IOvEffectParams {
+public:
+    // Bytes of a SetAllParams block: six little-endian floats, four bytes.
+    static constexpr uint32_t OV_PEAKLIMITERFX_BLOCK_BYTES = 28;
+
+    OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
+    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
+    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
+    OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+
+    float fThreshold = -12.0f;  // dB
+    float fRatio = 10.0f;
+    float fRelease = 0.2f;     // s
+    float fOutputGain = 1.0f;  // linear
+    uint8_t bRuntimeChanged = 1;
+    float fLookAhead = 0.01f;  // s
+    float fLookAheadDivisor = 1.0f;
+    uint8_t bHardCeiling = 1;
+    uint8_t bProcessLFE = 1;
+    uint8_t bChannelLink = 1;
+    uint8_t bInfiniteRatio = 1;
+    uint8_t bLayoutChanged = 1;
+};

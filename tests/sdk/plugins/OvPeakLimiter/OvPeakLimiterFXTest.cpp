@@ -1,0 +1,142 @@
+// The five inner routines of OvPeakLimiterFX, each on a layout that selects
+// it: which channels share a gain, which pass untouched, and the level a
+// steady overload settles at under each law.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "ov/OvFastMath.h"
+#include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFX.h"
+#include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFXParams.h"
+#include "support/PluginRig.h"
+#include "support/RecordingAssertHook.h"
+
+namespace {
+
+using Routine = OvPeakLimiterFX::Routine;
+using Rig = testsupport::PluginRig<OvPeakLimiterFX, OvPeakLimiterFXParams>;
+
+constexpr uint32_t kRate = 44100;
+
+struct Layout {
+    const char* name;
+    uint32_t channels;
+    uint8_t hardCeiling;
+    uint8_t channelLink;
+    uint8_t processLFE;
+    uint8_t infiniteRatio;
+    Routine routine;
+};
+
+void Set(Rig& rig, uint16_t id, float value)
+{
+    ASSERT_EQ(rig.params->SetParam(id, &value, sizeof value), OV_Success);
+}
+
+void Set(Rig& rig, uint16_t id, uint8_t value)
+{
+    ASSERT_EQ(rig.params->SetParam(id, &value, 1), OV_Success);
+}
+
+TEST(OvPeakLimiterFX, EachRoutineOnTheLayoutThatSelectsIt)
+{
+    const Layout layouts[] = {
+        {"mono", 1, 1, 1, 1, 1, Routine::PerChannelDb},
+        {"stereo unlinked", 2, 0, 0, 1, 1, Routine::PerChannelDb},
+        {"5.1, LFE left out (dB law even with the ceiling)", 6, 1, 1, 0, 1, Routine::LinkedNoLfeDb},
+        {"stereo, hard ceiling", 2, 1, 1, 1, 1, Routine::StereoHard},
+        {"5.1, hard ceiling", 6, 1, 1, 1, 1, Routine::MultiChannelHard},
+        {"quad, dB law", 4, 0, 1, 1, 1, Routine::LinkedDb},
+        {"quad, dB law, ratio 4", 4, 0, 1, 1, 0, Routine::LinkedDb},
+    };
+    const float thresholdDb = -6.0f;
+    const size_t frames = 60000, burstFrom = 20000, burstTo = 40000, probe = 30000;
+    testsupport::RecordingAssertHook asserts;
+    for (const Layout& layout : layouts) {
+        SCOPED_TRACE(layout.name);
+        Rig rig(layout.channels, kRate, 1024);
+        ASSERT_TRUE(rig.ok);
+        Set(rig, OV_PEAKLIMITERFXPARAM_THRESHOLD_ID, thresholdDb);
+        Set(rig, OV_PEAKLIMITERFXPARAM_RATIO_ID, 4.0f);
+        Set(rig, OV_PEAKLIMITERFXPARAM_LOOKAHEAD_ID, 0.005f);
+        Set(rig, OV_PEAKLIMITERFXPARAM_RELEASE_ID, 0.05f);
+        Set(rig, OV_PEAKLIMITERFXPARAM_HARDCEILING_ID, layout.hardCeiling);
+        Set(rig, OV_PEAKLIMITERFXPARAM_CHANNELLINK_ID, layout.channelLink);
+        Set(rig, OV_PEAKLIMITERFXPARAM_PROCESSLFE_ID, layout.processLFE);
+        Set(rig, OV_PEAKLIMITERFXPARAM_INFINITERATIO_ID, layout.infiniteRatio);
+
+        // Channel 0: a steady overload of 4.0 (+12 dBFS) in the middle;
+        // the others a quiet 0.1, and the LFE of 5.1 a loud 3.0 throughout.
+        testsupport::Planes input(layout.channels, std::vector<float>(frames, 0.1f));
+        for (size_t i = burstFrom; i < burstTo; ++i)
+            input[0][i] = 4.0f;
+        const bool hasLFE = layout.channels == 6;
+        if (hasLFE)
+            std::fill(input[5].begin(), input[5].end(), 3.0f);
+
+        const testsupport::Planes output = rig.Run(input, 1000);
+        EXPECT_EQ(rig.plugin->CurrentRoutine(), layout.routine);
+        ASSERT_EQ(output[0].size(), frames);
+
+        const float level = output[0][probe];
+        const bool hardLaw = layout.routine == Routine::StereoHard || layout.routine == Routine::MultiChannelHard;
+        if (hardLaw) {
+            EXPECT_EQ(level, OV::FastPow10FromDb(thresholdDb));
+        } else if (layout.infiniteRatio) {
+            EXPECT_NEAR(level, std::pow(10.0f, thresholdDb / 20.0f), 0.01f);
+        } else {
+            // 18.06 dB over the threshold at ratio 4 leaves 4.52 dB over it.
+            const float overDb = 20.0f * std::log10(4.0f) - thresholdDb;
+            EXPECT_NEAR(level, std::pow(10.0f, (thresholdDb + overDb / 4.0f) / 20.0f), 0.01f);
+        }
+
+        const float gain0 = level / 4.0f;
+        if (layout.channels > 1) {
+            const float gain1 = output[1][probe] / 0.1f;
+            if (layout.channelLink) {
+                EXPECT_NEAR(gain1, gain0, 1e-4f) << "linked channels share the gain";
+            } else {
+                // Below the threshold the dB law still applies 10^0 the fast
+                // way, 0.999039.
+                EXPECT_NEAR(gain1, OV::FastPow10(0.0f), 1e-5f) << "an unlinked quiet channel keeps its level";
+            }
+        }
+        if (hasLFE && !layout.processLFE) {
+            for (size_t i = 0; i < frames; ++i)
+                ASSERT_EQ(output[5][i], 3.0f) << "the LFE passes the delay unscaled, at " << i;
+        }
+        if (hasLFE && layout.processLFE) {
+            EXPECT_LE(std::fabs(output[5][probe]), OV::FastPow10FromDb(thresholdDb));
+        }
+    }
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
+}
+
+TEST(OvPeakLimiterFX, LookAheadIsAtLeastOneFrameAndSettingsRefuseBadInput)
+{
+    EXPECT_EQ(OvPeakLimiterFX::LookAheadToFrames(0.0f, kRate), 1u);
+    EXPECT_EQ(OvPeakLimiterFX::LookAheadToFrames(-1.0f, kRate), 1u);
+    EXPECT_EQ(OvPeakLimiterFX::LookAheadToFrames(NAN, kRate), 1u);
+    EXPECT_EQ(OvPeakLimiterFX::LookAheadToFrames(0.04f, kRate), 1764u);
+    EXPECT_EQ(OvPeakLimiterFX::LookAheadToFrames(1e9f, kRate), OvPeakLimiterFX::OV_PEAKLIMITERFX_MAX_LOOKAHEAD_FRAMES);
+
+    // A zero look-ahead still limits and keeps the stream's length.
+    Rig rig(2, kRate, 256);
+    ASSERT_TRUE(rig.ok);
+    Set(rig, OV_PEAKLIMITERFXPARAM_LOOKAHEAD_ID, 0.0f);
+    Set(rig, OV_PEAKLIMITERFXPARAM_THRESHOLD_ID, -200.0f);  // clamped to -96.3
+    EXPECT_EQ(rig.params->fThreshold, -96.3f);
+    testsupport::Planes input(2, std::vector<float>(1000, 0.5f));
+    const testsupport::Planes output = rig.Run(input, 77);
+    EXPECT_EQ(rig.plugin->LookAheadFrames(), 1u);
+    ASSERT_EQ(output[0].size(), 1000u);
+    EXPECT_LE(std::fabs(output[0][500]), OV::FastPow10FromDb(-96.3f));
+
+    const float value = 1.0f;
+    EXPECT_EQ(rig.params->SetParam(10, &value, sizeof value), OV_BadParameter);
+    EXPECT_EQ(rig.params->SetParam(0, nullptr, 4), OV_BadParameter);
+    EXPECT_EQ(rig.params->SetAllParams(&value, sizeof value), OV_BadParameter);
+}
+
+}  // namespace

@@ -1,0 +1,236 @@
+// The limiter as the chain runs it: LimiterProcessorImpl with the front end's
+// default settings (threshold 0 dB, 40 ms look-ahead, 80 ms release, hard
+// ceiling on stereo).
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "frontend/EffectDefaults.h"
+#include "ov/OvFastMath.h"
+#include "support/AllocationCounter.h"
+#include "support/PluginRig.h"
+#include "support/RecordingAssertHook.h"
+#include "wrappers/LimiterProcessorImpl.h"
+
+namespace {
+
+using testsupport::Planes;
+
+constexpr uint32_t kRate = 44100;
+constexpr uint32_t kMaxFrames = 2048;
+
+struct Limiter {
+    explicit Limiter(uint32_t channels, LimiterEffectParams params = fxdefaults::kLimiter)
+        : impl(static_cast<LimiterProcessorImpl*>(LimiterProcessor::Create()))
+    {
+        ok = impl->Init(kMaxFrames, channels, kRate);
+        impl->SetBypass(false);
+        impl->SetParams(params);
+    }
+    ~Limiter() { impl->Destroy(); }
+    LimiterProcessorImpl* impl;
+    bool ok = false;
+};
+
+// Hot test signals, all reaching +20 dBFS somewhere.
+std::vector<std::pair<const char*, Planes>> HotSignals(uint32_t channels)
+{
+    std::mt19937 rng(20240611);
+    std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
+    std::uniform_real_distribution<float> level(0.5f, 10.0f);
+    const size_t frames = kRate * 3 / 2;
+    std::vector<std::pair<const char*, Planes>> signals;
+
+    Planes spikes(channels, std::vector<float>(frames));
+    for (auto& ch : spikes)
+        for (float& x : ch)
+            x = 0.05f * unit(rng);
+    for (int k = 0; k < 300; ++k) {
+        const size_t at = rng() % frames;
+        spikes[rng() % channels][at] = (k % 2 ? 1.0f : -1.0f) * (k % 10 == 0 ? 10.0f : level(rng));
+    }
+    signals.push_back({"single-sample spikes", spikes});
+
+    Planes square(channels, std::vector<float>(frames));
+    for (size_t i = 0; i < frames; ++i) {
+        const float amplitude = i < frames / 2 ? 10.0f : 0.5f + 9.5f * float(i % 20000) / 20000.0f;
+        for (uint32_t c = 0; c < channels; ++c)
+            square[c][i] = ((i / (220 + 37 * c)) % 2 ? amplitude : -amplitude);
+    }
+    signals.push_back({"square waves", square});
+
+    Planes bursts(channels, std::vector<float>(frames, 0.0f));
+    for (size_t i = 0; i < frames;) {
+        const size_t length = 1 + rng() % 5000;
+        const float amplitude = level(rng);
+        for (size_t j = i; j < i + length && j < frames; ++j)
+            for (uint32_t c = 0; c < channels; ++c)
+                bursts[c][j] = amplitude * unit(rng);
+        i += length + rng() % 3000;
+    }
+    signals.push_back({"noise bursts", bursts});
+
+    Planes sweep(channels, std::vector<float>(frames));
+    for (size_t i = 0; i < frames; ++i)
+        for (uint32_t c = 0; c < channels; ++c)
+            sweep[c][i] = std::pow(10.0f, -1.0f + 2.0f * float(i) / frames) *
+                          std::sin(0.03f * float(i) * float(c + 1));
+    signals.push_back({"rising sine", sweep});
+    return signals;
+}
+
+TEST(LimiterProcessor, NothingLeavesAboveTheCeilingForInputsUpToPlus20Dbfs)
+{
+    const float ceiling = OV::FastPow10FromDb(fxdefaults::kLimiter.Threshold);
+    std::mt19937 rng(7);
+    testsupport::RecordingAssertHook asserts;
+    for (uint32_t channels : {2u, 6u}) {
+        for (const auto& [name, input] : HotSignals(channels)) {
+            Limiter limiter(channels);
+            ASSERT_TRUE(limiter.ok);
+            const Planes output = testsupport::RunProcessor(limiter.impl, channels, kMaxFrames, input,
+                                                            [&](size_t) { return 1 + rng() % kMaxFrames; });
+            ASSERT_EQ(output[0].size(), input[0].size()) << name;
+            float worst = 0.0f;
+            for (const auto& ch : output)
+                for (float y : ch)
+                    worst = std::max(worst, std::fabs(y));
+            EXPECT_LE(worst, ceiling) << name << ", " << channels << " channels";
+            EXPECT_GT(worst, 0.9f * ceiling) << name;  // it limits, it does not mute
+        }
+    }
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
+}
+
+TEST(LimiterProcessor, BelowTheCeilingPassesBitExactlyAndStreamsKeepTheirLength)
+{
+    const uint32_t lookAhead = uint32_t(fxdefaults::kLimiter.Attack * kRate);  // 1764
+    std::mt19937 rng(99);
+    std::uniform_real_distribution<float> unit(-0.95f, 0.95f);
+    for (uint32_t channels : {2u, 6u}) {
+        for (size_t frames : {size_t(1), size_t(100), size_t(lookAhead - 1), size_t(lookAhead),
+                              size_t(lookAhead + 1), size_t(5000), size_t(kRate)}) {
+            Planes input(channels, std::vector<float>(frames));
+            for (auto& ch : input)
+                for (float& x : ch)
+                    x = unit(rng);
+            Limiter limiter(channels);
+            const Planes output = testsupport::RunProcessor(limiter.impl, channels, kMaxFrames, input,
+                                                            [&](size_t) { return 1 + rng() % kMaxFrames; });
+            ASSERT_EQ(output[0].size(), frames) << channels << " channels";
+            for (uint32_t c = 0; c < channels; ++c)
+                for (size_t i = 0; i < frames; ++i)
+                    ASSERT_EQ(output[c][i], input[c][i]) << "frame " << i << " of " << frames;
+        }
+    }
+}
+
+// With the threshold at -6 dB a lone full-scale peak in a steady 0.25 is met
+// by a straight gain ramp over the look-ahead that arrives at ceiling / peak,
+// about 0.5, exactly as the peak leaves the delay; the gain then climbs back
+// in a straight line over the release time. Linked: both channels move.
+TEST(LimiterProcessor, MinusSixDbThresholdMeetsAFullScalePeakAsItLeavesTheDelay)
+{
+    const LimiterEffectParams params = {-6.0f, 0.04f, 0.08f, 0.0f, true, 50.0f};
+    const uint32_t L = uint32_t(params.Attack * kRate);
+    const uint32_t releaseFrames = uint32_t(params.Release * kRate);
+    const float ceiling = OV::FastPow10FromDb(-6.0f);
+    EXPECT_NEAR(ceiling, 0.5f, 0.01f);
+    const size_t peakAt = 10000;
+    Planes input(2, std::vector<float>(30000, 0.25f));
+    input[0][peakAt] = 1.0f;
+    Limiter limiter(2, params);
+    const Planes output = testsupport::RunProcessor(limiter.impl, 2, kMaxFrames, input,
+                                                    [](size_t b) { return uint32_t(300 + 517 * (b % 4)); });
+    ASSERT_EQ(output[0].size(), input[0].size());
+
+    EXPECT_FLOAT_EQ(output[0][peakAt], ceiling);
+    EXPECT_EQ(output[0][peakAt - L - 1], 0.25f);
+    const float step = (ceiling - 1.0f) / float(L);
+    for (uint32_t j = 0; j < L; ++j) {
+        const float gain = 1.0f + float(j + 1) * step;
+        ASSERT_NEAR(output[0][peakAt - L + j], 0.25f * gain, 2e-5f) << j;
+        ASSERT_NEAR(output[1][peakAt - L + j], 0.25f * gain, 2e-5f) << j;
+    }
+    size_t recovering = 0;
+    for (size_t i = peakAt + 1; i < output[1].size(); ++i)
+        if (output[1][i] < 0.25f)
+            ++recovering;
+    EXPECT_NEAR(double(recovering), double(releaseFrames), 2.0);
+    EXPECT_EQ(output[1].back(), 0.25f);
+}
+
+// Attack is the look-ahead: changing it (or the ratio mode) restarts the
+// limiter, which drops its delayed audio and pays the start-up again; a new
+// release, threshold or output gain takes effect without a break.
+TEST(LimiterProcessor, AttackChangeRestartsReleaseAndThresholdChangesDoNot)
+{
+    struct Change {
+        const char* name;
+        LimiterEffectParams params;
+        uint32_t framesOut;  // of the next full block
+    };
+    const LimiterEffectParams base = fxdefaults::kLimiter;
+    LimiterEffectParams attack = base, release = base, threshold = base, output = base, ratioMode = base;
+    attack.Attack = 0.02f;
+    release.Release = 0.3f;
+    threshold.Threshold = -3.0f;
+    output.OutputGain = -2.0f;
+    ratioMode.InfiniteRatio = false;
+    const Change changes[] = {
+        {"attack", attack, kMaxFrames - uint32_t(0.02f * kRate)},
+        {"release", release, kMaxFrames},
+        {"threshold", threshold, kMaxFrames},
+        {"output gain", output, kMaxFrames},
+        {"infinite ratio", ratioMode, kMaxFrames - uint32_t(base.Attack * kRate)},
+    };
+    std::vector<float> block(2 * kMaxFrames);
+    for (const Change& change : changes) {
+        Limiter limiter(2);
+        for (int b = 0; b < 8; ++b) {
+            std::fill(block.begin(), block.end(), 0.1f);
+            bool draining = false;
+            uint32_t frames = kMaxFrames;
+            limiter.impl->Process(block.data(), &draining, &frames);
+            if (b >= 1) {
+                ASSERT_EQ(frames, kMaxFrames);
+            }
+        }
+        limiter.impl->SetParams(change.params);
+        std::fill(block.begin(), block.end(), 0.1f);
+        bool draining = false;
+        uint32_t frames = kMaxFrames;
+        limiter.impl->Process(block.data(), &draining, &frames);
+        EXPECT_EQ(frames, change.framesOut) << change.name;
+    }
+}
+
+TEST(LimiterProcessor, SteadyStateAllocatesNothing)
+{
+    Limiter limiter(2);
+    std::vector<float> block(2 * kMaxFrames);
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<float> unit(-4.0f, 4.0f);
+    auto run = [&](int blocks) {
+        for (int b = 0; b < blocks; ++b) {
+            for (float& x : block)
+                x = unit(rng);
+            bool draining = false;
+            uint32_t frames = kMaxFrames;
+            limiter.impl->Process(block.data(), &draining, &frames);
+        }
+    };
+    run(4);
+    testsupport::AllocationCounter counter;
+    run(50);
+    LimiterEffectParams params = fxdefaults::kLimiter;
+    params.Release = 0.2f;
+    params.Threshold = -1.0f;
+    limiter.impl->SetParams(params);
+    run(50);
+    EXPECT_EQ(counter.Count(), 0u);
+}
+
+}  // namespace
