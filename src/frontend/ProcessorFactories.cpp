@@ -24,9 +24,6 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* headphone */ nullptr,
         /* vibrato */ &VibratoProcessorImpl::Create,
         /* tremolo */ &TremoloProcessorImpl::Create,
-        /* limiter */ nullptr,
-        /* vibrato */ nullptr,
-        /* tremolo */ nullptr,
         /* limiter */ &LimiterProcessor::Create,
     };
     return factories;
