@@ -1,5 +1,9 @@
 #include "frontend/ProcessorFactories.h"
 
+#include "wrappers/BassTrebleProcessor.h"
+#include "wrappers/GraphicEQProcessor.h"
+#include "wrappers/ParametricEQProcessor.h"
+
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
@@ -9,10 +13,10 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* stereoEnhancer */ nullptr,
         /* rotate3D */ nullptr,
         /* spatialAudio */ nullptr,
-        /* graphicEQ */ nullptr,
-        /* bassTreble */ nullptr,
+        /* graphicEQ */ &GraphicEQProcessor::Create,
+        /* bassTreble */ &BassTrebleProcessor::Create,
         /* compressor */ nullptr,
-        /* parametricEQ */ nullptr,
+        /* parametricEQ */ &ParametricEQProcessor::Create,
         /* delay */ nullptr,
         /* fir */ nullptr,
         /* headphone */ nullptr,
