@@ -2,13 +2,14 @@
 
 #include "wrappers/BassTrebleProcessor.h"
 #include "wrappers/GraphicEQProcessor.h"
+#include "wrappers/LoudnessProcessor.h"
 #include "wrappers/ParametricEQProcessor.h"
 
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
     static const ProcessorFactories factories = {
-        /* loudness */ nullptr,
+        /* loudness */ &LoudnessProcessor::Create,
         /* reverb */ nullptr,
         /* stereoEnhancer */ nullptr,
         /* rotate3D */ nullptr,
