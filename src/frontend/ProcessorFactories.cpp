@@ -2,9 +2,12 @@
 
 #include "effects/TremoloProcessorImpl.h"
 #include "effects/VibratoProcessorImpl.h"
+#include "wrappers/BassTrebleProcessor.h"
 #include "wrappers/DelayProcessor.h"
+#include "wrappers/GraphicEQProcessor.h"
 #include "wrappers/LimiterProcessor.h"
 #include "wrappers/LoudnessProcessor.h"
+#include "wrappers/ParametricEQProcessor.h"
 
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
@@ -15,10 +18,10 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* stereoEnhancer */ nullptr,
         /* rotate3D */ nullptr,
         /* spatialAudio */ nullptr,
-        /* graphicEQ */ nullptr,
-        /* bassTreble */ nullptr,
+        /* graphicEQ */ &GraphicEQProcessor::Create,
+        /* bassTreble */ &BassTrebleProcessor::Create,
         /* compressor */ nullptr,
-        /* parametricEQ */ nullptr,
+        /* parametricEQ */ &ParametricEQProcessor::Create,
         /* delay */ &DelayProcessor::Create,
         /* fir */ nullptr,
         /* headphone */ nullptr,
