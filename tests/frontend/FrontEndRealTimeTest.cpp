@@ -121,10 +121,11 @@ TEST(FrontEndRealTime, SettersRaceThePushPullLoop)
             fx->SetVibratoParams(2.0 + x, 0.05 + 0.05 * x);
             const DelayEffectParams delay = {10.0f + 20.0f * x, 0.1f * (x / 13.0f), 0.0f, -x};
             fx->SetDelayParams(&delay);
-            // InfiniteRatio stays on: a change of it restarts the limiter,
-            // which drops the audio in its look-ahead, and this test counts
-            // frames. Threshold and Release change without a restart.
-            const LimiterEffectParams lim = {-x, 0.01f, 0.1f + 0.01f * x, 0.0f, true, 20.0f};
+            // Attack and InfiniteRatio keep the chain's values: a change of
+            // either restarts the limiter, which drops the audio in its
+            // look-ahead, and this test counts frames. Threshold and Release
+            // change without a restart.
+            const LimiterEffectParams lim = {-x, 0.04f, 0.1f + 0.01f * x, 0.0f, true, 20.0f};
             fx->SetLimiterParams(&lim);
             fx->SetBypassMode(i % 7 == 0);
             if (i % 97 == 0)
