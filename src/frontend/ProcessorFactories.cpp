@@ -1,5 +1,7 @@
 #include "frontend/ProcessorFactories.h"
 
+#include "wrappers/CompressorProcessor.h"
+
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
@@ -11,7 +13,7 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* spatialAudio */ nullptr,
         /* graphicEQ */ nullptr,
         /* bassTreble */ nullptr,
-        /* compressor */ nullptr,
+        /* compressor */ &CompressorProcessor::Create,
         /* parametricEQ */ nullptr,
         /* delay */ nullptr,
         /* fir */ nullptr,
