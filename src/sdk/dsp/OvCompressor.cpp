@@ -21,6 +21,30 @@ float SmoothingCoef(float in_fSeconds, float in_fSampleRate)
 constexpr float kRmsTimeSeconds = 0.02322f;
 constexpr float kPowerFloor = 1e-25f;
 
+// Detector and gain computer for one sample of power p; returns the linear
+// gain. Both smoother outcomes are computed and one is picked, which keeps
+// the compare off the sample-to-sample dependence on the gain.
+struct GainComputer {
+    float fRmsCoef;
+    float fAttackCoef;
+    float fReleaseCoef;
+    float fThresholdDb;
+    float fRatioFactor;
+    float fRangeDb;
+
+    float Step(float p, float& io_fPower, float& io_fGainDb) const
+    {
+        io_fPower = p + fRmsCoef * (io_fPower - p);
+        const float fOverDb = std::max(10.0f * FastLog10(io_fPower) - fThresholdDb, 0.0f);
+        const float fDelta = io_fGainDb - fOverDb;
+        const float fAttacked = fOverDb + fAttackCoef * fDelta;
+        const float fReleased = fOverDb + fReleaseCoef * fDelta;
+        // Attack while the level is at or above the gain, else release.
+        io_fGainDb = (fOverDb - io_fGainDb >= 0.0f) ? fAttacked : fReleased;
+        return FastPow10FromDb(std::max(fRangeDb, io_fGainDb * fRatioFactor));
+    }
+};
+
 }  // namespace
 
 OvResult OvCompressor::Init(IOvMemAlloc* in_pAllocator, bool in_bProcessLFE,
@@ -135,9 +159,8 @@ void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuf
         return;
     const uint32_t uFrames = std::min<uint32_t>(io_pBuffer->uValidFrames, uLimitFrames);
 
-    const float fRmsCoef = m_fRmsCoef;
-    const float fAttackCoef = m_fAttackCoef;
-    const float fReleaseCoef = m_fReleaseCoef;
+    const GainComputer computer = {m_fRmsCoef,     m_fAttackCoef,   m_fReleaseCoef,
+                                   in_fThresholdDb, in_fRatioFactor, in_fRangeDb};
     for (uint32_t c = 0; c < uChannels; ++c) {
         float* pOut = io_pBuffer->GetChannel(c);
         const float* pDetect = in_pKey ? in_pKey->GetChannel(c) : pOut;
@@ -148,12 +171,7 @@ void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuf
         uint32_t i = 0;
         do {
             const float x = pDetect[i];
-            const float p = x * x + kPowerFloor;
-            fPower = p + fRmsCoef * (fPower - p);
-            const float fOverDb = std::max(10.0f * FastLog10(fPower) - in_fThresholdDb, 0.0f);
-            const float fCoef = (fOverDb - fGainDb >= 0.0f) ? fAttackCoef : fReleaseCoef;
-            fGainDb = fOverDb + fCoef * (fGainDb - fOverDb);
-            pOut[i] *= FastPow10FromDb(std::max(in_fRangeDb, fGainDb * in_fRatioFactor));
+            pOut[i] *= computer.Step(x * x + kPowerFloor, fPower, fGainDb);
         } while (++i < uFrames);
         m_pSideChain[c].fGainDb = fGainDb;
         m_pSideChain[c].fPower = fPower;
@@ -174,25 +192,30 @@ void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer*
     const uint32_t uFrames = std::min<uint32_t>(io_pBuffer->uValidFrames, uStride);
 
     const float fInvChannels = 1.0f / float(uChannels);
-    const float fRmsCoef = m_fRmsCoef;
-    const float fAttackCoef = m_fAttackCoef;
-    const float fReleaseCoef = m_fReleaseCoef;
+    const GainComputer computer = {m_fRmsCoef,     m_fAttackCoef,   m_fReleaseCoef,
+                                   in_fThresholdDb, in_fRatioFactor, in_fRangeDb};
     float fGainDb = m_pSideChain[0].fGainDb;
     float fPower = m_pSideChain[0].fPower;
-    for (uint32_t i = 0; i < uFrames; ++i) {
-        float s = 0.0f;
-        for (uint32_t c = 0; c < uChannels; ++c) {
-            const float x = pBase[c * uStride + i];
-            s += x * x;
+    if (uChannels == 2) {
+        float* pLeft = pBase;
+        float* pRight = pBase + uStride;
+        for (uint32_t i = 0; i < uFrames; ++i) {
+            const float l = pLeft[i], r = pRight[i];
+            const float g = computer.Step((l * l + r * r) * fInvChannels + kPowerFloor, fPower, fGainDb);
+            pLeft[i] = l * g;
+            pRight[i] = r * g;
         }
-        const float p = s * fInvChannels + kPowerFloor;
-        fPower = p + fRmsCoef * (fPower - p);
-        const float fOverDb = std::max(10.0f * FastLog10(fPower) - in_fThresholdDb, 0.0f);
-        const float fCoef = (fOverDb - fGainDb >= 0.0f) ? fAttackCoef : fReleaseCoef;
-        fGainDb = fOverDb + fCoef * (fGainDb - fOverDb);
-        const float g = FastPow10FromDb(std::max(in_fRangeDb, fGainDb * in_fRatioFactor));
-        for (uint32_t c = 0; c < uChannels; ++c)
-            pBase[c * uStride + i] *= g;
+    } else {
+        for (uint32_t i = 0; i < uFrames; ++i) {
+            float s = 0.0f;
+            for (uint32_t c = 0; c < uChannels; ++c) {
+                const float x = pBase[c * uStride + i];
+                s += x * x;
+            }
+            const float g = computer.Step(s * fInvChannels + kPowerFloor, fPower, fGainDb);
+            for (uint32_t c = 0; c < uChannels; ++c)
+                pBase[c * uStride + i] *= g;
+        }
     }
     m_pSideChain[0].fGainDb = fGainDb;
     m_pSideChain[0].fPower = fPower;
