@@ -107,6 +107,31 @@ TEST(CompressorProcessor, EachSetterFieldChangesTheSteadyLevel)
     }
 }
 
+TEST(CompressorProcessor, ReleaseSetsHowLongTheGainStaysDownAfterABurst)
+{
+    // 0.5 s at -8 dB, then a level under the threshold: 150-250 ms after the
+    // burst a short release has let go, a long one still holds several dB.
+    const size_t burst = kRate / 2, frames = kRate;
+    std::vector<float> in = StereoSine(frames, -8.0, 1000.0);
+    for (size_t i = 2 * burst; i < in.size(); ++i)
+        in[i] *= 0.01f;  // -48 dB
+    const size_t from = burst + kRate * 15 / 100, to = burst + kRate / 4;
+    for (bool post : {false, true}) {
+        double afterDb[2];
+        for (int k = 0; k < 2; ++k) {
+            const CompressorEffectParams p = {-20.0f, 4.0f, 0.01f, k == 0 ? 0.05f : 2.0f, -30.0f, 0.0f, 0.0f};
+            audiofx::AudioEffects* fx = audiofx::AudioEffects::Create();
+            ASSERT_TRUE(fx->Init(AUDIO_SAMPLEFORMAT_FLOAT, 2, kRate, 0));
+            post ? fx->SetPostCompressorON(true) : fx->SetCompressorON(true);
+            post ? fx->SetPostCompressorParams(&p) : fx->SetCompressorParams(&p);
+            afterDb[k] = RmsDb(ThroughFrontEnd(fx, in, 1000, [](size_t) {}), from, to, 0);
+            fx->Destroy();
+        }
+        EXPECT_NEAR(afterDb[0], -48.0, 0.2) << "post " << post;
+        EXPECT_LT(afterDb[1], -48.0 - 4.0) << "post " << post;
+    }
+}
+
 // Largest difference between neighbouring samples of one channel.
 float LargestStep(const std::vector<float>& x, int channel)
 {

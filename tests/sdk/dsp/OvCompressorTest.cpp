@@ -277,17 +277,4 @@ TEST(OvCompressor, LfeChannelIsLeftAloneWhenNotProcessed)
     }
 }
 
-TEST(OvCompressor, SilenceKeepsTheStateAtRest)
-{
-    Compressor c(1, false);
-    const Settings s = {-60.0f, 4.0f, 0.0f, 0.1f, -60.0f};
-    const Signal in(1, std::vector<float>(4096, 0.0f));
-    const Signal out = RunThrough(c.core, in, s, 1024);
-    EXPECT_EQ(out, in);
-    ASSERT_NE(c.core.GetSideChainState(0), nullptr);
-    EXPECT_EQ(c.core.GetSideChainState(0)->fGainDb, 0.0f);
-    EXPECT_NEAR(c.core.GetSideChainState(0)->fPower, 1e-25f, 0.05e-25f);
-    EXPECT_EQ(c.core.GetSideChainState(1), nullptr);
-}
-
 }  // namespace

@@ -152,17 +152,4 @@ TEST(OvCrossoverEQ, EdgeIsSixDecibelsDownOnBothSidesAndClampedAtFortyFivePercent
     }
 }
 
-TEST(OvCrossoverEQ, FilterCountsPerChannel)
-{
-    EXPECT_EQ(OvCrossoverEQ::FiltersPerChannel(false), 14u);
-    EXPECT_EQ(OvCrossoverEQ::FiltersPerChannel(true), 22u);
-    OvCrossoverEQ crossover;
-    ASSERT_EQ(crossover.Init(OV::DefaultAllocator(), 1, MAX_CROSSOVER_BANDS, false), OV_Success);
-    EXPECT_EQ(crossover.NumFilters(), 14u);
-    crossover.Shutdown(OV::DefaultAllocator());
-    ASSERT_EQ(crossover.Init(OV::DefaultAllocator(), 2, MAX_CROSSOVER_BANDS, true), OV_Success);
-    EXPECT_EQ(crossover.NumFilters(), 44u);
-    crossover.Shutdown(OV::DefaultAllocator());
-}
-
 }  // namespace
