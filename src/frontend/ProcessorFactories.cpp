@@ -1,12 +1,13 @@
 #include "frontend/ProcessorFactories.h"
 
 #include "wrappers/CompressorProcessor.h"
+#include "wrappers/LoudnessProcessor.h"
 
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
     static const ProcessorFactories factories = {
-        /* loudness */ nullptr,
+        /* loudness */ &LoudnessProcessor::Create,
         /* reverb */ nullptr,
         /* stereoEnhancer */ nullptr,
         /* rotate3D */ nullptr,

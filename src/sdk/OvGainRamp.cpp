@@ -7,6 +7,8 @@ namespace OV {
 void ApplyGainRamp(float* io_pChannel, float in_fStart, float in_fEnd, uint32_t in_uFrames)
 {
     const uint32_t uWhole = in_uFrames & ~3u;
+    if (in_uFrames == 0)
+        return;
     if (in_fStart == in_fEnd) {
         if (in_fStart == 1.0f)
             return;

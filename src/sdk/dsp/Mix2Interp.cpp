@@ -21,6 +21,8 @@ void Mix2Interp(const float* in_pfInput1, const float* in_pfInput2, float* out_p
             out_pfOutput[i] = g1 * in_pfInput1[i] + g2 * in_pfInput2[i];
         return;
     }
+    if (in_uNumFrames == 0)
+        return;
     const float fStep1 = (in_fEndGain1 - in_fStartGain1) / float(in_uNumFrames);
     const float fStep2 = (in_fEndGain2 - in_fStartGain2) / float(in_uNumFrames);
     float g1 = in_fStartGain1, g2 = in_fStartGain2;
@@ -48,6 +50,8 @@ void Mix2Interp(float* io_pfBuffer, const float* in_pfInput, float in_fStartGain
             io_pfBuffer[i] = gIO * io_pfBuffer[i] + gIn * in_pfInput[i];
         return;
     }
+    if (in_uNumFrames == 0)
+        return;
     const float fStepIO = (in_fEndGainIO - in_fStartGainIO) / float(in_uNumFrames);
     const float fStepIn = (in_fEndGainIn - in_fStartGainIn) / float(in_uNumFrames);
     float gIO = in_fStartGainIO, gIn = in_fStartGainIn;

@@ -8,7 +8,7 @@
 // on the effect, then on the parameter object (which the wrapper owns, not the
 // effect).
 //
-// A minimal in-place plug-in (see tests/wrappers/OvTestGainFX.h for a whole one):
+// A minimal in-place plug-in (see tests/support/OvTestGainFX.h for a whole one):
 //
 //   class OvGainFX final : public IOvEffect {
 //   public:
@@ -26,6 +26,13 @@
 //
 // GetInfo, the two media slots and SkipFrames have the answers every plug-in
 // of this library gives; override them only to answer otherwise.
+//
+// ProcessBlock reads the parameter object's values and change marks at the top
+// of the block (and clears the marks), processes io_pBuffer->uValidFrames
+// frames of each channel in place, ramps any gain change over the block, and
+// calls OvTailExtender::ExtendTail first if it has a tail. It must not
+// allocate, lock or log. OvProcessorWrapper builds plug-ins with their
+// default constructor, which must not throw.
 #pragma once
 
 #include <cstdint>

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ov/OvCommonDefs.h"
+
 class IOvMemAlloc {
 public:
     virtual ~IOvMemAlloc() = default;

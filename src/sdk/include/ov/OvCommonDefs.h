@@ -5,6 +5,15 @@
 // free helper functions live in namespace OV (OV::FastPow10, OV::ApplyGainRamp).
 // Members are m_, arguments in_, out_, io_, with the type letters u (unsigned),
 // f (float), b (bool), p (pointer), e (enumeration).
+//
+// The frame, header by header: IOvEffect and IOvEffectParams (what a plug-in
+// implements), IOvEffectContext and IOvGlobalContext (what it may ask the
+// host), IOvMemAlloc, OvMemAllocDefault and OvPluginNew (its memory),
+// OvPipelineBuffer, OvChannelConfig, OvSpeakerConfig and OvStreamFormat (its
+// audio), OvFXParameterChangeHandler, OvTailExtender, OvGainRamp and
+// OvFastMath (shared helpers), OvAssert (contract checks), OvPluginList. The
+// two-input mixes are in sdk/dsp/Mix2Interp.h; the wrapper side is
+// wrappers/OvProcessorWrapper.h over wrappers/OvEffectHost.h.
 #pragma once
 
 #include <cstdint>
