@@ -1,7 +1,10 @@
 #include "frontend/ProcessorFactories.h"
 
+#include "wrappers/BassTrebleProcessor.h"
 #include "wrappers/CompressorProcessor.h"
+#include "wrappers/GraphicEQProcessor.h"
 #include "wrappers/LoudnessProcessor.h"
+#include "wrappers/ParametricEQProcessor.h"
 
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
@@ -12,10 +15,10 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* stereoEnhancer */ nullptr,
         /* rotate3D */ nullptr,
         /* spatialAudio */ nullptr,
-        /* graphicEQ */ nullptr,
-        /* bassTreble */ nullptr,
+        /* graphicEQ */ &GraphicEQProcessor::Create,
+        /* bassTreble */ &BassTrebleProcessor::Create,
         /* compressor */ &CompressorProcessor::Create,
-        /* parametricEQ */ nullptr,
+        /* parametricEQ */ &ParametricEQProcessor::Create,
         /* delay */ nullptr,
         /* fir */ nullptr,
         /* headphone */ nullptr,

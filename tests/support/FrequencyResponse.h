@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <complex>
+#include <cstdint>
 #include <vector>
 
 namespace testsupport {
@@ -31,5 +32,37 @@ inline double MagnitudeDb(const std::vector<float>& impulse, double frequencyHz,
 }
 
 inline double ToDb(double linear) { return 20.0 * std::log10(linear); }
+
+// The analog prototype of each filter shape of the parametric EQ's numbering
+// (0 Butterworth low-pass ... 10 high-pass with Q), at the frequency the
+// bilinear transform maps f to when f0 is prewarped. Shapes 4 and 5 have the
+// fixed Q of 1/sqrt(2).
+inline double PrototypeDb(uint32_t shape, double f, double f0, double gainDb, double q, double rate)
+{
+    const double omega = std::tan(M_PI * f / rate) / std::tan(M_PI * f0 / rate);
+    const std::complex<double> s(0.0, omega);
+    const double A = std::pow(10.0, gainDb / 40.0);
+    const double sq = std::sqrt(A);
+    const double qShelf = (shape == 4 || shape == 5) ? M_SQRT1_2 : q;
+    std::complex<double> h;
+    switch (shape) {
+    case 0: h = 1.0 / (s * s + M_SQRT2 * s + 1.0); break;
+    case 1: h = s * s / (s * s + M_SQRT2 * s + 1.0); break;
+    case 2: h = (s / q) / (s * s + s / q + 1.0); break;
+    case 3: h = (s * s + 1.0) / (s * s + s / q + 1.0); break;
+    case 4:
+    case 7:
+        h = A * (s * s + sq / qShelf * s + A) / (A * s * s + sq / qShelf * s + 1.0);
+        break;
+    case 5:
+    case 8:
+        h = A * (A * s * s + sq / qShelf * s + 1.0) / (s * s + sq / qShelf * s + A);
+        break;
+    case 6: h = (s * s + s * (A / q) + 1.0) / (s * s + s / (A * q) + 1.0); break;
+    case 9: h = 1.0 / (s * s + s / q + 1.0); break;
+    case 10: h = s * s / (s * s + s / q + 1.0); break;
+    }
+    return 20.0 * std::log10(std::abs(h));
+}
 
 }  // namespace testsupport

@@ -16,6 +16,8 @@ void DesignBiquad(OvBiquadCoefs& io_filter, int in_iType, float in_fSampleRate, 
         OV_ASSERT_TEXT(false, "Invalid filter type.");
         return;
     }
-    const float A = OV::FastPow10(in_fGainDb * 0.025f);
+    // The fast power is 0.1 % off at 0 (0.999039); a band at 0 dB must pass
+    // the signal unchanged, so that one value is exact.
+    const float A = in_fGainDb == 0.0f ? 1.0f : OV::FastPow10(in_fGainDb * 0.025f);
     DesignBiquadShape(io_filter, kShapes[in_iType], in_fSampleRate, in_fFrequencyHz, A, in_fQ);
 }

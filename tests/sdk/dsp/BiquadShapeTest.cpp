@@ -12,7 +12,6 @@
 
 namespace {
 
-using cd = std::complex<double>;
 using testsupport::MagnitudeDb;
 using testsupport::ToDb;
 
@@ -28,35 +27,6 @@ std::vector<float> Impulse(const OvBiquadCoefs& coefs, size_t length = 1 << 15)
     return h;
 }
 
-// The analog prototype of each shape, evaluated at the prewarped frequency.
-double PrototypeDb(uint32_t shape, double f, double f0, double gainDb, double q)
-{
-    const double omega = std::tan(M_PI * f / kRate) / std::tan(M_PI * f0 / kRate);
-    const cd s(0.0, omega);
-    const double A = std::pow(10.0, gainDb / 40.0);
-    const double sq = std::sqrt(A);
-    const double qShelf = (shape == OV_Shape_LowShelf || shape == OV_Shape_HighShelf) ? M_SQRT1_2 : q;
-    cd h;
-    switch (shape) {
-    case OV_Shape_ButterworthLowPass: h = 1.0 / (s * s + M_SQRT2 * s + 1.0); break;
-    case OV_Shape_ButterworthHighPass: h = s * s / (s * s + M_SQRT2 * s + 1.0); break;
-    case OV_Shape_BandPass: h = (s / q) / (s * s + s / q + 1.0); break;
-    case OV_Shape_Notch: h = (s * s + 1.0) / (s * s + s / q + 1.0); break;
-    case OV_Shape_LowShelf:
-    case OV_Shape_LowShelfQ:
-        h = A * (s * s + sq / qShelf * s + A) / (A * s * s + sq / qShelf * s + 1.0);
-        break;
-    case OV_Shape_HighShelf:
-    case OV_Shape_HighShelfQ:
-        h = A * (A * s * s + sq / qShelf * s + 1.0) / (s * s + sq / qShelf * s + A);
-        break;
-    case OV_Shape_Peak: h = (s * s + s * (A / q) + 1.0) / (s * s + s / (A * q) + 1.0); break;
-    case OV_Shape_LowPassQ: h = 1.0 / (s * s + s / q + 1.0); break;
-    case OV_Shape_HighPassQ: h = s * s / (s * s + s / q + 1.0); break;
-    }
-    return ToDb(std::abs(h));
-}
-
 TEST(BiquadShape, MagnitudeFollowsTheAnalogPrototypeForEveryShape)
 {
     const double probesHz[] = {20, 50, 100, 200, 500, 1000, 2000, 3000, 5000, 8000, 12000, 16000, 20000};
@@ -69,7 +39,7 @@ TEST(BiquadShape, MagnitudeFollowsTheAnalogPrototypeForEveryShape)
                                           std::pow(10.0f, float(c.gainDb) / 40.0f), float(c.q)));
             const std::vector<float> h = Impulse(filter);
             for (double f : probesHz) {
-                const double expected = PrototypeDb(shape, f, c.f0, c.gainDb, c.q);
+                const double expected = testsupport::PrototypeDb(shape, f, c.f0, c.gainDb, c.q, kRate);
                 if (expected < -60.0)
                     continue;  // deep stop band or notch: float noise dominates
                 // Float coefficients near the unit circle: a little looser far down.

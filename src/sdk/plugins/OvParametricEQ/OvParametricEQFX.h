@@ -1,0 +1,39 @@
+// Nine-band parametric EQ: up to nine biquads in series on each channel, one
+// design per band shared by all channels, then an output gain ramped over the
+// block. Bands are redesigned at the top of the block after their parameters
+// change, abruptly; a band switched off keeps its memories for when it comes
+// back. The LFE channel is left alone (neither filtered nor gained) unless
+// bProcessLFE.
+#pragma once
+
+#include <cstdint>
+
+#include "ov/IOvEffect.h"
+#include "sdk/dsp/OvBiquadMulti.h"
+#include "sdk/plugins/OvParametricEQ/OvParametricEQFXParams.h"
+
+class OvParametricEQFX final : public IOvEffect {
+public:
+    OvParametricEQFX() = default;
+
+    OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
+                  const OvStreamFormat& in_format) override;
+    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
+    // Zeroes the memories of all bands; coefficients stay.
+    OvResult Reset() override;
+    void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
+
+    // Designs band in_uBand from its record; the gain uses powf.
+    void DesignBand(uint32_t in_uBand, const OvParametricEQBandParams& in_band);
+
+    const OvBiquadMulti& Filter(uint32_t in_uBand) const { return m_Filters[in_uBand]; }
+    uint32_t NumProcessedChannels() const { return m_uNumProcessedChannels; }
+
+private:
+    OvParametricEQFXParams* m_pParams = nullptr;
+    IOvMemAlloc* m_pAllocator = nullptr;
+    OvBiquadMulti m_Filters[OV_PARAMETRICEQ_NUM_BANDS];
+    uint32_t m_uNumProcessedChannels = 0;
+    uint32_t m_uSampleRate = 0;
+    float m_fPrevOutputGain = 1.0f;  // linear
+};

@@ -1,0 +1,39 @@
+#include "wrappers/BassTrebleProcessorImpl.h"
+
+#include <new>
+
+#include "wrappers/ParametricEQDefaultBlock.h"
+
+namespace {
+// IDs of the bass band (band 1) and the treble band (band 3).
+constexpr uint16_t kBassGainId = 1, kBassFreqId = 2, kBassQId = 3;
+constexpr uint16_t kTrebleGainId = 11, kTrebleFreqId = 12, kTrebleQId = 13;
+}  // namespace
+
+BassTrebleProcessor* BassTrebleProcessor::Create()
+{
+    return new (std::nothrow) BassTrebleProcessorImpl;
+}
+
+BassTrebleProcessorImpl::BassTrebleProcessorImpl()
+    : OvProcessorWrapper(ParametricEQDefaultBlock(), OV_PARAMETRICEQ_BLOCK_BYTES)
+{
+}
+
+void BassTrebleProcessorImpl::SetGains(float bass, float treble)
+{
+    if (!m_pParam)
+        return;
+    SendParamIfChanged(kBassGainId, bass, m_pParam->m_Bands[BAND1].fGain);
+    SendParamIfChanged(kTrebleGainId, treble, m_pParam->m_Bands[BAND3].fGain);
+}
+
+void BassTrebleProcessorImpl::SetFilters(float bassFreq, float bassQ, float trebleFreq, float trebleQ)
+{
+    if (!m_pParam)
+        return;
+    SendParamIfChanged(kBassFreqId, bassFreq, m_pParam->m_Bands[BAND1].fFrequency);
+    SendParamIfChanged(kBassQId, bassQ, m_pParam->m_Bands[BAND1].fQ);
+    SendParamIfChanged(kTrebleFreqId, trebleFreq, m_pParam->m_Bands[BAND3].fFrequency);
+    SendParamIfChanged(kTrebleQId, trebleQ, m_pParam->m_Bands[BAND3].fQ);
+}
