@@ -11,6 +11,7 @@
 #include "sdk/dsp/OvCrossoverEQ.h"
 #include "support/FrequencyResponse.h"
 #include "support/PlanarTestBuffer.h"
+#include "support/RecordingAssertHook.h"
 
 namespace {
 
@@ -105,6 +106,7 @@ std::vector<double> TestFrequencies()
 
 TEST(OvCrossoverEQ, BandsFollowTheLinkwitzRileyShapesAndSumToAnAllpass)
 {
+    testsupport::RecordingAssertHook asserts;
     for (bool fourthOrder : {false, true}) {
         for (uint32_t numBands : {5u, 3u, 2u}) {
             const Split split = SplitImpulse(fourthOrder, numBands, kEdgesHz, 2);
@@ -134,6 +136,7 @@ TEST(OvCrossoverEQ, BandsFollowTheLinkwitzRileyShapesAndSumToAnAllpass)
             }
         }
     }
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
 
 TEST(OvCrossoverEQ, EdgeIsSixDecibelsDownOnBothSidesAndClampedAtFortyFivePercent)

@@ -12,23 +12,14 @@
 #include "sdk/plugins/OvCompressor/OvCompressorFX.h"
 #include "sdk/plugins/OvCompressor/OvCompressorFXParams.h"
 #include "support/PlanarTestBuffer.h"
+#include "support/RecordingAssertHook.h"
 #include "wrappers/OvEffectHost.h"
 
 namespace {
 
-std::vector<std::string> g_reports;
-void RecordReport(const char* expression, const char*, int) { g_reports.push_back(expression); }
-
-// Installs the recording hook for one test and puts the previous one back.
-struct ReportScope {
-    ReportScope() : previous(g_pOVAssertHook) { g_reports.clear(); g_pOVAssertHook = RecordReport; }
-    ~ReportScope() { g_pOVAssertHook = previous; }
-    OvAssertHook previous;
-};
-
 TEST(OvCompressorFXParams, IdsStoreGainsLinearAndRefuseWhatTheyCannotRead)
 {
-    ReportScope reports;
+    testsupport::RecordingAssertHook asserts;
     OvCompressorFXParams params;
     params.m_ParamChangeHandler.ClearAllChanges();
     const float values[9] = {0, 0, -6.0f, -18.0f, 3.0f, 0.02f, 0.3f, -12.0f, 6.0f};
@@ -49,19 +40,20 @@ TEST(OvCompressorFXParams, IdsStoreGainsLinearAndRefuseWhatTheyCannotRead)
     for (uint16_t id = 1; id <= 8; ++id)
         EXPECT_TRUE(params.m_ParamChangeHandler.IsChanged(id)) << id;
     EXPECT_FALSE(params.m_ParamChangeHandler.IsChanged(0));
-    EXPECT_TRUE(g_reports.empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 
     EXPECT_EQ(params.SetParam(3, nullptr, 4), OV_BadParameter);
     EXPECT_EQ(params.SetParam(9, &values[3], 4), OV_BadParameter);
     EXPECT_EQ(params.SetParam(3, &values[3], 2), OV_BadParameter);
-    EXPECT_EQ(g_reports, (std::vector<std::string>{"in_pValue != NULL",
-                                                   "Invalid Compressor parameter ID"}));
+    EXPECT_EQ(asserts.Count(), 2u) << asserts.Describe();
+    EXPECT_TRUE(asserts.Saw("in_pValue != NULL"));
+    EXPECT_TRUE(asserts.Saw("Invalid Compressor parameter ID"));
     EXPECT_EQ(params.m_Params.fThreshold, -18.0f);
 }
 
 TEST(OvCompressorFXParams, PackedBlockAndClone)
 {
-    ReportScope reports;
+    testsupport::RecordingAssertHook asserts;
     uint8_t block[31] = {};
     const float fields[7] = {-20.0f, -10.0f, 8.0f, 0.005f, 1.5f, -40.0f, 20.0f};
     std::memcpy(block, fields, sizeof fields);
@@ -78,11 +70,12 @@ TEST(OvCompressorFXParams, PackedBlockAndClone)
     EXPECT_NEAR(params.m_Params.fPostGain, 10.0f, 1e-5f);
     EXPECT_FALSE(params.m_Params.bProcessLFE);
     EXPECT_TRUE(params.m_Params.bChannelLink);
-    EXPECT_TRUE(g_reports.empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 
     // A byte too many is reported; one too few is refused unread.
     EXPECT_EQ(params.SetAllParams(block, 31), OV_Success);
-    EXPECT_EQ(g_reports, std::vector<std::string>{"in_ulBlockSize == 0 || eResult != OV_Success"});
+    EXPECT_EQ(asserts.Count(), 1u) << asserts.Describe();
+    EXPECT_TRUE(asserts.Saw("in_ulBlockSize == 0 || eResult != OV_Success"));
     EXPECT_EQ(params.SetAllParams(block, 29), OV_BadParameter);
 
     params.m_ParamChangeHandler.ClearAllChanges();
@@ -124,7 +117,7 @@ struct HostedCompressor {
 
 TEST(OvCompressorFX, ZeroRangeLeavesOnlyThePreAndPostGains)
 {
-    ReportScope reports;
+    testsupport::RecordingAssertHook asserts;
     HostedCompressor c(2, 256);
     ASSERT_TRUE(c.ok);
     c.Set(OV_COMPRESSORFXPARAM_THRESHOLD_ID, -50.0f);
@@ -150,7 +143,7 @@ TEST(OvCompressorFX, ZeroRangeLeavesOnlyThePreAndPostGains)
                             2e-3f * std::fabs(in[ch * 256 + i]) + 1e-7f)
                     << "block " << b << " channel " << ch << " frame " << i;
     }
-    EXPECT_TRUE(g_reports.empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
 
 TEST(OvCompressorFX, GainChangesRampOverOneBlockAndPastTheValidFramesIsSilence)

@@ -16,6 +16,7 @@
 #include "support/AllocationCounter.h"
 #include "support/FrequencyResponse.h"
 #include "support/PlanarTestBuffer.h"
+#include "support/RecordingAssertHook.h"
 #include "wrappers/OvEffectHost.h"
 
 namespace {
@@ -24,15 +25,6 @@ using Complex = std::complex<double>;
 constexpr uint32_t kRate = 44100;
 constexpr uint32_t kBlock = 1024;
 const double kEdgesHz[4] = {100.0, 350.0, 1500.0, 7500.0};
-
-std::vector<std::string> g_reports;
-void RecordReport(const char* expression, const char*, int) { g_reports.push_back(expression); }
-
-struct ReportScope {
-    ReportScope() : previous(g_pOVAssertHook) { g_reports.clear(); g_pOVAssertHook = RecordReport; }
-    ~ReportScope() { g_pOVAssertHook = previous; }
-    OvAssertHook previous;
-};
 
 uint16_t BandID(uint32_t band, uint32_t field) { return uint16_t(7 * band + field); }
 
@@ -110,6 +102,7 @@ std::vector<float> Impulse(size_t length, float height)
 
 TEST(OvMultibandCompressorFX, BandsUnderTheThresholdSumToTheAllpassedInput)
 {
+    testsupport::RecordingAssertHook asserts;
     for (bool fourthOrder : {false, true}) {
         for (uint32_t numBands : {5u, 3u}) {
             HostedMultiband m([&](HostedMultiband& h) {
@@ -129,6 +122,7 @@ TEST(OvMultibandCompressorFX, BandsUnderTheThresholdSumToTheAllpassedInput)
             }
         }
     }
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
 
 TEST(OvMultibandCompressorFX, BandGainsReachOnlyTheirBand)
@@ -229,7 +223,7 @@ TEST(OvMultibandCompressorFX, EdgeChangesAndKeyedBlocksAllocateNothing)
 
 TEST(OvMultibandCompressorFXParams, PackedBlockIdsAndRefusals)
 {
-    ReportScope reports;
+    testsupport::RecordingAssertHook asserts;
     uint8_t block[171] = {};
     auto putFloat = [&](size_t offset, float v) { std::memcpy(block + offset, &v, 4); };
     for (uint32_t b = 0; b < 5; ++b)
@@ -260,7 +254,7 @@ TEST(OvMultibandCompressorFXParams, PackedBlockIdsAndRefusals)
     EXPECT_FALSE(p.bFourthOrderCrossover);
     EXPECT_EQ(p.uNumBands, 3u);
     EXPECT_NEAR(p.fInputGain, 10.0f, 1e-5f);
-    EXPECT_TRUE(g_reports.empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 
     params.m_ParamChangeHandler.ClearAllChanges();
     const float hz = 2500.0f;
@@ -275,8 +269,9 @@ TEST(OvMultibandCompressorFXParams, PackedBlockIdsAndRefusals)
     EXPECT_EQ(params.SetParam(45, &hz, 4), OV_BadParameter);
     EXPECT_EQ(params.SetParam(0, nullptr, 4), OV_BadParameter);
     EXPECT_EQ(params.SetAllParams(block, 170), OV_BadParameter);
-    EXPECT_EQ(g_reports, (std::vector<std::string>{"Invalid Multi Band Compressor parameter ID",
-                                                   "in_pValue != NULL"}));
+    EXPECT_EQ(asserts.Count(), 2u) << asserts.Describe();
+    EXPECT_TRUE(asserts.Saw("Invalid Multi Band Compressor parameter ID"));
+    EXPECT_TRUE(asserts.Saw("in_pValue != NULL"));
 }
 
 }  // namespace
