@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "ov/OvMemAllocDefault.h"
@@ -63,28 +62,6 @@ public:
     uint32_t maxFrames;
     uint32_t channels;
     std::vector<float> samples;
-};
-
-// Records what reaches g_pOVAssertHook while alive.
-class AssertLog {
-public:
-    AssertLog() : m_previous(g_pOVAssertHook)
-    {
-        Texts().clear();
-        g_pOVAssertHook = &Record;
-    }
-    ~AssertLog() { g_pOVAssertHook = m_previous; }
-    const std::vector<std::string>& texts() const { return Texts(); }
-    void clear() { Texts().clear(); }
-
-private:
-    static std::vector<std::string>& Texts()
-    {
-        static std::vector<std::string> texts;
-        return texts;
-    }
-    static void Record(const char* expression, const char*, int) { Texts().push_back(expression); }
-    OvAssertHook m_previous;
 };
 
 }  // namespace testsupport

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <string>
 #include <vector>
 
 #include "ov/OvMemAllocDefault.h"
@@ -11,17 +10,9 @@
 #include "sdk/dsp/DesignBiquad.h"
 #include "sdk/dsp/OvBiquadMulti.h"
 #include "sdk/dsp/OvMultiBandEQ.h"
+#include "support/RecordingAssertHook.h"
 
 namespace {
-
-std::vector<std::string> g_asserts;
-void RecordAssert(const char* expression, const char*, int) { g_asserts.push_back(expression); }
-
-struct AssertRecording {
-    OvAssertHook previous = g_pOVAssertHook;
-    AssertRecording() { g_asserts.clear(); g_pOVAssertHook = RecordAssert; }
-    ~AssertRecording() { g_pOVAssertHook = previous; }
-};
 
 class FailingAllocator final : public IOvMemAlloc {
 public:
@@ -43,7 +34,7 @@ const Band kBands[4] = {{7, 80.0f, 6.0f, 0.7f}, {1, 500.0f, -9.0f, 1.4f}, {1, 30
 
 TEST(OvMultiBandEQ, EachChannelRunsItsOwnCascadeOfTheEnabledBands)
 {
-    AssertRecording asserts;
+    testsupport::RecordingAssertHook asserts;
     IOvMemAlloc* allocator = OV::DefaultAllocator();
     const uint16_t channels = 3, bands = 4, maxFrames = 256;
     OvMultiBandEQ eq;
@@ -83,19 +74,19 @@ TEST(OvMultiBandEQ, EachChannelRunsItsOwnCascadeOfTheEnabledBands)
         }
     }
     eq.Shutdown(allocator);
-    EXPECT_TRUE(g_asserts.empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
 
 TEST(OvMultiBandEQ, RefusesWhatItCannotServe)
 {
-    AssertRecording asserts;
+    testsupport::RecordingAssertHook asserts;
     FailingAllocator failing;
     OvMultiBandEQ starved;
     EXPECT_EQ(starved.Init(&failing, 2, 10), OV_OutOfMemory);
     EXPECT_EQ(starved.NumFilters(), 0u);
     OvMultiBandEQ empty;
     EXPECT_EQ(empty.Init(&failing, 2, 0), OV_Success);
-    EXPECT_TRUE(g_asserts.empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 
     // A buffer with more channels than the grid: the extra channel is left alone.
     IOvMemAlloc* allocator = OV::DefaultAllocator();
@@ -108,8 +99,8 @@ TEST(OvMultiBandEQ, RefusesWhatItCannotServe)
     OvPipelineBuffer buffer;
     buffer.AttachContiguousDeinterleaved(block, Channels(2), 64, 64);
     eq.ProcessBuffer(&buffer);
-    ASSERT_EQ(g_asserts.size(), 1u);
-    EXPECT_EQ(g_asserts[0], "uNumChannels <= m_uNumChannels");
+    EXPECT_EQ(asserts.Count(), 1u);
+    EXPECT_TRUE(asserts.Saw("uNumChannels <= m_uNumChannels"));
     EXPECT_NE(block[1], 1.0f);
     for (int i = 64; i < 128; ++i)
         ASSERT_EQ(block[i], 1.0f);
@@ -119,7 +110,7 @@ TEST(OvMultiBandEQ, RefusesWhatItCannotServe)
 
 TEST(OvBiquadMulti, MemoriesAreIndependentAndGivenBack)
 {
-    AssertRecording asserts;
+    testsupport::RecordingAssertHook asserts;
     IOvMemAlloc* allocator = OV::DefaultAllocator();
     OvBiquadMulti multi;
     ASSERT_EQ(multi.AllocateMemories(allocator, 3), OV_Success);
@@ -144,8 +135,8 @@ TEST(OvBiquadMulti, MemoriesAreIndependentAndGivenBack)
     float untouched[4] = {1, 2, 3, 4};
     multi.ProcessSamples(untouched, 4, 3);
     EXPECT_EQ(untouched[3], 4.0f);
-    ASSERT_EQ(g_asserts.size(), 1u);
-    EXPECT_EQ(g_asserts[0], "in_uMemory < NumMemories()");
+    EXPECT_EQ(asserts.Count(), 1u);
+    EXPECT_TRUE(asserts.Saw("in_uMemory < NumMemories()"));
 
     FailingAllocator failing;
     OvBiquadMulti starved;
@@ -153,7 +144,7 @@ TEST(OvBiquadMulti, MemoriesAreIndependentAndGivenBack)
     EXPECT_EQ(starved.NumMemories(), 0u);
     multi.FreeMemories(allocator);
     EXPECT_EQ(multi.NumMemories(), 0u);
-    EXPECT_EQ(g_asserts.size(), 1u);  // no "m_pMemories == NULL" at the end
+    EXPECT_EQ(asserts.Count(), 1u);  // no "m_pMemories == NULL" at the end
 }
 
 }  // namespace

@@ -11,10 +11,11 @@
 #include "sdk/plugins/OvGraphicEQ/OvGraphicEQFXParams.h"
 #include "support/FrequencyResponse.h"
 #include "support/OvPluginHarness.h"
+#include "support/RecordingAssertHook.h"
 
 namespace {
 
-using testsupport::AssertLog;
+using testsupport::RecordingAssertHook;
 using testsupport::MagnitudeDb;
 using Harness = testsupport::OvPluginHarness<OvGraphicEQFX, OvGraphicEQFXParams>;
 
@@ -27,7 +28,7 @@ void SetGain(OvGraphicEQFXParams& p, uint32_t band, float gainDb)
 
 TEST(OvGraphicEQFX, TenOctaveBandsFromTheStartFrequencyWithShelvesAtTheEnds)
 {
-    AssertLog asserts;
+    RecordingAssertHook asserts;
     Harness h(512, 2, kRate);
     ASSERT_TRUE(h.ready);
     const double expectedHz[10] = {44.19417, 62.5, 125, 250, 500, 1000, 2000, 4000, 8000, 11313.708};
@@ -60,7 +61,7 @@ TEST(OvGraphicEQFX, TenOctaveBandsFromTheStartFrequencyWithShelvesAtTheEnds)
             }
         }
     }
-    EXPECT_TRUE(asserts.texts().empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
 
 TEST(OvGraphicEQFX, AllGainsAtZeroGiveTheInputBack)
@@ -174,7 +175,7 @@ TEST(OvGraphicEQFX, AChangedGainKeepsTheOtherBandsRunning)
 
 TEST(OvGraphicEQFX, PackedBlockAndNewBandCountRebuildTheGrid)
 {
-    AssertLog asserts;
+    RecordingAssertHook asserts;
     // 5 bands from 100 Hz, two octaves apart, no shelves, +6 dB in band 2.
     std::vector<uint8_t> block(25 + 5 * 4, 0);
     const float head[5] = {100.0f, 2.0f, 0.0f, 0.707f, 0.707f};
@@ -197,11 +198,11 @@ TEST(OvGraphicEQFX, PackedBlockAndNewBandCountRebuildTheGrid)
     EXPECT_EQ(h.plugin->Filters().NumBands(), 7u);
     EXPECT_EQ(h.plugin->Filters().NumFilters(), 14u);
     EXPECT_NEAR(MagnitudeDb(h.Impulse(1 << 14), 1600.0, kRate), 6.0, 0.05);
-    EXPECT_TRUE(asserts.texts().empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 
     EXPECT_EQ(h.params->SetParam(37, &gain, 4), OV_BadParameter);
-    ASSERT_EQ(asserts.texts().size(), 1u);
-    EXPECT_EQ(asserts.texts()[0], "Invalid Graphic EQ parameter.");
+    EXPECT_EQ(asserts.Count(), 1u);
+    EXPECT_TRUE(asserts.Saw("Invalid Graphic EQ parameter."));
 }
 
 }  // namespace

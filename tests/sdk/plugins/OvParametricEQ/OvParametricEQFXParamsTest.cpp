@@ -7,10 +7,11 @@
 #include "ov/OvMemAllocDefault.h"
 #include "sdk/plugins/OvParametricEQ/OvParametricEQFXParams.h"
 #include "support/OvPluginHarness.h"
+#include "support/RecordingAssertHook.h"
 
 namespace {
 
-using testsupport::AssertLog;
+using testsupport::RecordingAssertHook;
 
 void ClearFlags(OvParametricEQFXParams& p)
 {
@@ -20,7 +21,7 @@ void ClearFlags(OvParametricEQFXParams& p)
 
 TEST(OvParametricEQFXParams, EachIdStoresItsFieldMarksItsBandAndClampsGains)
 {
-    AssertLog asserts;
+    RecordingAssertHook asserts;
     OvParametricEQFXParams p;
     for (uint32_t band = 0; band < 9; ++band) {
         ClearFlags(p);
@@ -54,13 +55,13 @@ TEST(OvParametricEQFXParams, EachIdStoresItsFieldMarksItsBandAndClampsGains)
     EXPECT_EQ(p.bProcessLFE, 0);
     for (uint32_t n = 0; n < 9; ++n)
         EXPECT_FALSE(p.IsBandChanged(n)) << "output gain and LFE mark no band";
-    EXPECT_TRUE(asserts.texts().empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 
     EXPECT_EQ(p.SetParam(3, nullptr, 4), OV_BadParameter);
     EXPECT_EQ(p.SetParam(47, &outDb, 4), OV_BadParameter);
-    ASSERT_EQ(asserts.texts().size(), 2u);
-    EXPECT_EQ(asserts.texts()[0], "in_pValue != NULL");
-    EXPECT_EQ(asserts.texts()[1], "Invalid parameter.");
+    ASSERT_EQ(asserts.Count(), 2u);
+    EXPECT_STREQ(asserts.At(0).expression, "in_pValue != NULL");
+    EXPECT_STREQ(asserts.At(1).expression, "Invalid parameter.");
 }
 
 std::vector<uint8_t> PackedBlock()
@@ -84,7 +85,7 @@ std::vector<uint8_t> PackedBlock()
 
 TEST(OvParametricEQFXParams, PackedBlockSetsThreeBandsUnclampedAndIdlesTheRest)
 {
-    AssertLog asserts;
+    RecordingAssertHook asserts;
     OvParametricEQFXParams p;
     const float freq = 333.0f;
     p.SetParam(5 * 6 + 2, &freq, 4);
@@ -109,7 +110,7 @@ TEST(OvParametricEQFXParams, PackedBlockSetsThreeBandsUnclampedAndIdlesTheRest)
     }
     for (uint32_t n = 0; n < 9; ++n)
         EXPECT_TRUE(p.IsBandChanged(n));
-    EXPECT_TRUE(asserts.texts().empty());
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 
     // A block too short to hold the layout is refused whole.
     EXPECT_EQ(p.SetAllParams(block.data(), 55), OV_BadParameter);
