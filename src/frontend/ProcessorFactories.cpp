@@ -3,6 +3,7 @@
 #include "effects/TremoloProcessorImpl.h"
 #include "effects/VibratoProcessorImpl.h"
 #include "wrappers/BassTrebleProcessor.h"
+#include "wrappers/CompressorProcessor.h"
 #include "wrappers/DelayProcessor.h"
 #include "wrappers/GraphicEQProcessor.h"
 #include "wrappers/LimiterProcessor.h"
@@ -20,7 +21,7 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* spatialAudio */ nullptr,
         /* graphicEQ */ &GraphicEQProcessor::Create,
         /* bassTreble */ &BassTrebleProcessor::Create,
-        /* compressor */ nullptr,
+        /* compressor */ &CompressorProcessor::Create,
         /* parametricEQ */ &ParametricEQProcessor::Create,
         /* delay */ &DelayProcessor::Create,
         /* fir */ nullptr,

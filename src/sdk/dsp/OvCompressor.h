@@ -1,0 +1,80 @@
+// Feed-forward RMS compressor core, shared by the single-band compressor and
+// each band of the multiband compressor.
+//
+// Detector: a one-pole power average with a 23.22 ms time constant, either
+// per channel or linked (mean power of all processed channels). Gain
+// computer: the level over the threshold in dB is smoothed by one-pole attack
+// and release filters whose times are 10-90 % rise times in seconds; the
+// reduction is over * (1 / ratio - 1) dB, limited below by the range (dB,
+// zero or negative: a range of 0 means no reduction at all). The logarithm and
+// power per sample are the fast approximations of the plug-in frame.
+#pragma once
+
+#include <cstdint>
+
+#include "ov/IOvMemAlloc.h"
+#include "ov/OvCommonDefs.h"
+#include "ov/OvPipelineBuffer.h"
+#include "ov/OvStreamFormat.h"
+
+class OvCompressor {
+public:
+    // Detector and gain state of one side chain; gain in dB over threshold.
+    struct SideChainState {
+        float fGainDb;
+        float fPower;
+    };
+
+    OvCompressor() = default;
+    OvCompressor(const OvCompressor&) = delete;
+    OvCompressor& operator=(const OvCompressor&) = delete;
+
+    // in_fAttack, in_fRelease in seconds. Linked detection needs more than
+    // one channel; one channel with link on runs the per-channel routine.
+    OvResult Init(IOvMemAlloc* in_pAllocator, bool in_bProcessLFE, const OvStreamFormat& in_format,
+                  float in_fAttack, float in_fRelease, bool in_bChannelLink);
+    void Shutdown(IOvMemAlloc* in_pAllocator);
+    void Reset();
+
+    // In place. Threshold and range in dB, attack and release in seconds.
+    void Process(OvPipelineBuffer* io_pBuffer, float in_fThresholdDb, float in_fRatio,
+                 float in_fAttack, float in_fRelease, float in_fRangeDb);
+    // The detector listens to the same channel of in_pKey; the gain goes to
+    // io_pBuffer. Always per channel.
+    void ProcessWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                        float in_fThresholdDb, float in_fRatio, float in_fAttack,
+                        float in_fRelease, float in_fRangeDb);
+
+    uint32_t GetNumProcessedChannels() const { return m_uNumProcessedChannels; }
+    uint32_t GetNumSideChain() const { return m_uNumSideChain; }
+    bool GetProcessLFE() const { return m_bProcessLFE; }
+    // Null when in_uIndex is not a side chain.
+    const SideChainState* GetSideChainState(uint32_t in_uIndex) const;
+
+private:
+    typedef void (OvCompressor::*ProcessFn)(OvPipelineBuffer* io_pBuffer,
+                                            OvPipelineBuffer* in_pKey, float in_fThresholdDb,
+                                            float in_fRatioFactor, float in_fRangeDb,
+                                            uint32_t in_uNumProcessedChannels);
+
+    void ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                           float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                           uint32_t in_uNumProcessedChannels);
+    void ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                       float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                       uint32_t in_uNumProcessedChannels);
+    void UpdateTimes(float in_fAttack, float in_fRelease);
+
+    ProcessFn m_fnProcess = nullptr;
+    uint32_t m_uNumChannels = 0;
+    float m_fSampleRate = 0.0f;
+    uint32_t m_uNumProcessedChannels = 0;
+    uint32_t m_uNumSideChain = 0;
+    float m_fRmsCoef = 0.0f;
+    SideChainState* m_pSideChain = nullptr;
+    float m_fAttack = 0.0f;
+    float m_fAttackCoef = 0.0f;
+    float m_fRelease = 0.0f;
+    float m_fReleaseCoef = 0.0f;
+    bool m_bProcessLFE = true;
+};

@@ -1,0 +1,137 @@
+#include "sdk/plugins/OvCompressor/OvCompressorFX.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "ov/IOvEffectContext.h"
+#include "ov/IOvGlobalContext.h"
+#include "ov/OvAssert.h"
+#include "ov/OvGainRamp.h"
+#include "ov/OvPluginNew.h"
+#include "ov/OvStreamFormat.h"
+#include "sdk/dsp/Mix2Interp.h"
+
+OvResult OvCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext,
+                              IOvEffectParams* in_pParams, const OvStreamFormat& in_format)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    m_pAllocator = in_pAllocator;
+    m_pContext = in_pContext;
+    m_pParams = static_cast<OvCompressorFXParams*>(in_pParams);
+    if (!m_pAllocator || !m_pParams || !m_pContext || !m_pContext->GetGlobalContext())
+        return OV_Failure;
+
+    m_FXInfo.uSampleRate = in_format.uSampleRate;
+    m_FXInfo.uNumChannels = in_format.channelConfig.uNumChannels;
+    m_FXInfo.uMaxFrames = m_pContext->GetGlobalContext()->GetMaxFrames();
+    m_Values = m_pParams->m_Params;
+
+    const OvResult eResult = m_Compressor.Init(m_pAllocator, m_Values.bProcessLFE, in_format,
+                                               m_Values.fAttack, m_Values.fRelease,
+                                               m_Values.bChannelLink);
+    if (eResult != OV_Success)
+        return eResult;
+    m_fPrevPreGain = m_Values.fPreGain;
+    m_fPrevPostGain = m_Values.fPostGain;
+
+    if (AllocateBuffer(m_Buffer, in_format.channelConfig) != OV_Success ||
+        AllocateBuffer(m_KeyBuffer, in_format.channelConfig) != OV_Success)
+        return OV_OutOfMemory;
+    return OV_Success;
+}
+
+OvResult OvCompressorFX::AllocateBuffer(OvPipelineBuffer& out_buffer, OvChannelConfig in_config)
+{
+    FreeBuffer(out_buffer);
+    const size_t uSamples = size_t(m_FXInfo.uMaxFrames) * m_FXInfo.uNumChannels;
+    float* pData = nullptr;
+    if (uSamples > 0) {
+        pData = static_cast<float*>(m_pAllocator->Malloc(uSamples * sizeof(float)));
+        if (!pData)
+            return OV_OutOfMemory;
+        std::memset(pData, 0, uSamples * sizeof(float));
+    }
+    out_buffer.AttachContiguousDeinterleaved(pData, in_config, uint16_t(m_FXInfo.uMaxFrames), 0);
+    return OV_Success;
+}
+
+void OvCompressorFX::FreeBuffer(OvPipelineBuffer& io_buffer)
+{
+    float* pData = io_buffer.TakeSamples();
+    if (pData && m_pAllocator)
+        m_pAllocator->Free(pData);
+}
+
+OvResult OvCompressorFX::Shutdown(IOvMemAlloc* in_pAllocator)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    m_Compressor.Shutdown(in_pAllocator);
+    FreeBuffer(m_Buffer);
+    FreeBuffer(m_KeyBuffer);
+    OV::Delete(in_pAllocator, this);
+    return OV_Success;
+}
+
+OvResult OvCompressorFX::Reset()
+{
+    m_Compressor.Reset();
+    return OV_Success;
+}
+
+void OvCompressorFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
+{
+    Run(io_pBuffer, nullptr);
+}
+
+void OvCompressorFX::ProcessBlockWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey)
+{
+    if (in_pKey)
+        Run(io_pBuffer, in_pKey);
+}
+
+void OvCompressorFX::CopyIn(const OvPipelineBuffer& in_source, OvPipelineBuffer& io_target) const
+{
+    const uint32_t uChannels = std::min(in_source.NumChannels(), io_target.NumChannels());
+    const uint32_t uFrames = std::min<uint32_t>(in_source.MaxFrames(), io_target.MaxFrames());
+    if (in_source.GetData() && io_target.GetData()) {
+        for (uint32_t c = 0; c < uChannels; ++c)
+            std::memcpy(io_target.GetChannel(c), in_source.GetChannel(c), uFrames * sizeof(float));
+    }
+    io_target.uValidFrames = uint16_t(std::min<uint32_t>(in_source.uValidFrames, uFrames));
+}
+
+void OvCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey)
+{
+    if (!io_pBuffer || !m_pParams || !io_pBuffer->GetData())
+        return;
+    m_Values = m_pParams->m_Params;
+    OV_ASSERT(m_FXInfo.uNumChannels == io_pBuffer->NumChannels());
+
+    CopyIn(*io_pBuffer, m_Buffer);
+    if (in_pKey)
+        CopyIn(*in_pKey, m_KeyBuffer);
+    std::memset(io_pBuffer->GetData(), 0,
+                size_t(io_pBuffer->MaxFrames()) * io_pBuffer->NumChannels() * sizeof(float));
+
+    OV::ApplyGainToBuffer(&m_Buffer, m_fPrevPreGain, m_Values.fPreGain, true);
+    if (in_pKey)
+        OV::ApplyGainToBuffer(&m_KeyBuffer, m_fPrevPreGain, m_Values.fPreGain, true);
+    m_fPrevPreGain = m_Values.fPreGain;
+
+    if (in_pKey)
+        m_Compressor.ProcessWithKey(&m_Buffer, &m_KeyBuffer, m_Values.fThreshold, m_Values.fRatio,
+                                    m_Values.fAttack, m_Values.fRelease, m_Values.fRange);
+    else
+        m_Compressor.Process(&m_Buffer, m_Values.fThreshold, m_Values.fRatio, m_Values.fAttack,
+                             m_Values.fRelease, m_Values.fRange);
+
+    // The previous post gain is updated per channel, so only the first channel
+    // ramps and the others step to the new gain; intended.
+    const uint32_t uChannels = std::min(io_pBuffer->NumChannels(), m_Buffer.NumChannels());
+    const uint32_t uFrames = m_Buffer.uValidFrames;
+    for (uint32_t c = 0; c < uChannels; ++c) {
+        OV::Mix2Interp(io_pBuffer->GetChannel(c), m_Buffer.GetChannel(c), 1.0f, 1.0f,
+                       m_fPrevPostGain, m_Values.fPostGain, uFrames);
+        m_fPrevPostGain = m_Values.fPostGain;
+    }
+}

@@ -1,0 +1,56 @@
+// Compressor plug-in: pre gain, the feed-forward RMS compressor core
+// (OvCompressor), post gain. Both gains ramp linearly over one block when they
+// change. The block is copied into an internal buffer, compressed there and
+// mixed back, so the valid frames come out and the rest of the block is
+// zero. Channels are linked or not as the parameter block says at Init.
+#pragma once
+
+#include <cstdint>
+
+#include "ov/IOvEffect.h"
+#include "ov/OvPipelineBuffer.h"
+#include "sdk/dsp/OvCompressor.h"
+#include "sdk/plugins/OvCompressor/OvCompressorFXParams.h"
+
+class OvCompressorFX final : public IOvEffect {
+public:
+    OvCompressorFX() = default;
+    OvCompressorFX(const OvCompressorFX&) = delete;
+    OvCompressorFX& operator=(const OvCompressorFX&) = delete;
+
+    OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
+                  const OvStreamFormat& in_format) override;
+    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
+    // Clears the detector; the previous gains stay.
+    OvResult Reset() override;
+    void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
+    // As ProcessBlock, with the detector listening to in_pKey (same channel
+    // layout, pre gain applied alike); always per channel.
+    void ProcessBlockWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey);
+
+    const OvCompressor& GetCompressor() const { return m_Compressor; }
+
+private:
+    struct FXInfo {
+        uint32_t uSampleRate = 0;
+        uint32_t uNumChannels = 0;
+        uint32_t uMaxFrames = 0;
+    };
+
+    void Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey);
+    // Copies a whole block into an internal buffer of this effect's size.
+    void CopyIn(const OvPipelineBuffer& in_source, OvPipelineBuffer& io_target) const;
+    OvResult AllocateBuffer(OvPipelineBuffer& out_buffer, OvChannelConfig in_config);
+    void FreeBuffer(OvPipelineBuffer& io_buffer);
+
+    OvCompressorFXParams* m_pParams = nullptr;
+    IOvMemAlloc* m_pAllocator = nullptr;
+    OvCompressor m_Compressor;
+    OvCompressorFXParamStruct m_Values;
+    FXInfo m_FXInfo;
+    float m_fPrevPreGain = 1.0f;   // linear
+    float m_fPrevPostGain = 1.0f;  // linear
+    OvPipelineBuffer m_Buffer;     // the signal being compressed
+    OvPipelineBuffer m_KeyBuffer;  // the key of ProcessBlockWithKey
+    IOvEffectContext* m_pContext = nullptr;
+};

@@ -1,0 +1,55 @@
+// Parameter block of the compressor plug-in. Gains are set in dB and stored
+// linear; threshold and range in dB (range zero or negative), attack and
+// release in seconds (10-90 % times). Values are not clamped. Every SetParam
+// marks its ID; the effect reads all values at the top of each block.
+#pragma once
+
+#include <cstdint>
+
+#include "ov/IOvEffectParams.h"
+#include "ov/OvFXParameterChangeHandler.h"
+
+enum OvCompressorFXParamID : uint16_t {
+    OV_COMPRESSORFXPARAM_PROCESSLFE_ID = 0,   // byte
+    OV_COMPRESSORFXPARAM_CHANNELLINK_ID = 1,  // byte
+    OV_COMPRESSORFXPARAM_PREGAIN_ID = 2,      // dB
+    OV_COMPRESSORFXPARAM_THRESHOLD_ID = 3,    // dB
+    OV_COMPRESSORFXPARAM_RATIO_ID = 4,
+    OV_COMPRESSORFXPARAM_ATTACK_ID = 5,       // s
+    OV_COMPRESSORFXPARAM_RELEASE_ID = 6,      // s
+    OV_COMPRESSORFXPARAM_RANGE_ID = 7,        // dB
+    OV_COMPRESSORFXPARAM_POSTGAIN_ID = 8,     // dB
+};
+
+constexpr uint32_t OV_COMPRESSORFXPARAM_NUM = 9;
+// Size of the packed block SetAllParams reads.
+constexpr uint32_t OV_COMPRESSORFXPARAM_BLOCK_BYTES = 30;
+
+struct OvCompressorFXParamStruct {
+    float fPreGain = 1.0f;     // linear
+    float fThreshold = 0.0f;   // dB
+    float fRatio = 1.5f;
+    float fAttack = 0.1f;      // s
+    float fRelease = 0.1f;     // s
+    float fRange = 0.0f;       // dB
+    float fPostGain = 1.0f;    // linear
+    bool bProcessLFE = true;
+    bool bChannelLink = true;
+};
+
+class OvCompressorFXParams final : public IOvEffectParams {
+public:
+    OvCompressorFXParams() = default;
+    OvCompressorFXParams(const OvCompressorFXParams&) = default;
+
+    OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
+    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
+    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
+    // Block: pre gain dB, threshold, ratio, attack, release, range, post gain
+    // dB (f32 each), then bProcessLFE and bChannelLink (u8), little-endian.
+    OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+
+    OvFXParameterChangeHandler<OV_COMPRESSORFXPARAM_NUM> m_ParamChangeHandler;
+    OvCompressorFXParamStruct m_Params;
+};

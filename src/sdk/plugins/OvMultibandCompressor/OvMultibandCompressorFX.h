@@ -1,0 +1,69 @@
+// Multiband compressor plug-in: an input gain, a crossover into up to five
+// bands (Linkwitz-Riley, order 2 or 4, edges in Hz), per band an input gain,
+// its own compressor core and an output gain, the bands summed, and an output
+// gain. All gains ramp over one block. The keyed entry splits a key signal
+// with a second crossover of the same edges and lets each band's detector
+// listen to the key's band. The crossover's order is fixed at Init; edges are
+// redesigned at the top of the block after they change.
+#pragma once
+
+#include <cstdint>
+
+#include "ov/IOvEffect.h"
+#include "ov/OvPipelineBuffer.h"
+#include "sdk/dsp/OvCompressor.h"
+#include "sdk/dsp/OvCrossoverEQ.h"
+#include "sdk/plugins/OvMultibandCompressor/OvMultibandCompressorFXParams.h"
+
+class OvMeterWriter;
+
+class OvMultibandCompressorFX final : public IOvEffect {
+public:
+    OvMultibandCompressorFX() = default;
+    OvMultibandCompressorFX(const OvMultibandCompressorFX&) = delete;
+    OvMultibandCompressorFX& operator=(const OvMultibandCompressorFX&) = delete;
+
+    OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
+                  const OvStreamFormat& in_format) override;
+    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
+    // Clears the compressors and both crossovers' memories; gains stay.
+    OvResult Reset() override;
+    void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
+    // in_pKey: same layout as io_pBuffer; it gets the input gain too and is
+    // otherwise only listened to. No meter record is written (no host of this
+    // library reads one), so io_pWriter is left untouched.
+    void ProcessBlockWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                             OvMeterWriter* io_pWriter);
+
+    const OvCompressor& GetCompressor(uint32_t in_uBand) const { return m_Compressor[in_uBand]; }
+
+private:
+    struct FXInfo {
+        uint32_t uSampleRate = 0;
+        uint32_t uNumChannels = 0;
+        uint32_t uMaxFrames = 0;
+    };
+
+    void Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey);
+    void UpdateCrossovers();
+    // Copies n frames of every channel as one run from the block's start into
+    // band 0 and marks all bands as holding n frames.
+    void LoadBands(const OvPipelineBuffer& in_source, OvPipelineBuffer* io_pBands, uint32_t in_uFrames);
+    OvResult AllocateBuffer(OvPipelineBuffer& out_buffer, OvChannelConfig in_config);
+    void FreeBuffer(OvPipelineBuffer& io_buffer);
+
+    OvMultibandCompressorFXParams* m_pParams = nullptr;
+    IOvMemAlloc* m_pAllocator = nullptr;
+    OvCrossoverEQ m_Crossover;
+    OvCrossoverEQ m_KeyCrossover;
+    OvCompressor m_Compressor[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
+    OvMultibandCompressorFXParamStruct m_Values;
+    FXInfo m_FXInfo;
+    float m_fPrevInputGain = 1.0f;   // linear
+    float m_fPrevOutputGain = 1.0f;  // linear
+    float m_fPrevBandInputGain[OV_MULTIBANDCOMPRESSOR_NUM_BANDS] = {};
+    float m_fPrevBandOutputGain[OV_MULTIBANDCOMPRESSOR_NUM_BANDS] = {};
+    OvPipelineBuffer m_BandSignal[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
+    OvPipelineBuffer m_BandKey[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
+    IOvEffectContext* m_pContext = nullptr;
+};

@@ -1,0 +1,158 @@
+// The crossover measured from its impulse responses: bands against the
+// closed-form Linkwitz-Riley magnitudes, their sum against the product of the
+// edges' allpasses (flat magnitude), edges and the 45 % clamp, fewer bands.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <vector>
+
+#include "ov/OvMemAllocDefault.h"
+#include "sdk/dsp/OvCrossoverEQ.h"
+#include "support/FrequencyResponse.h"
+#include "support/PlanarTestBuffer.h"
+#include "support/RecordingAssertHook.h"
+
+namespace {
+
+using testsupport::DftAt;
+using testsupport::PlanarTestBuffer;
+using Complex = std::complex<double>;
+
+constexpr double kRate = 44100.0;
+constexpr uint32_t kBlock = 1024;
+const float kEdgesHz[4] = {100.0f, 350.0f, 1500.0f, 7500.0f};
+
+// Impulse responses of each band (channel 0; other channels get the impulse
+// scaled by channel + 1 and must answer in proportion).
+struct Split {
+    std::vector<std::vector<float>> bands;
+    bool channelsAgree = true;
+};
+
+Split SplitImpulse(bool fourthOrder, uint32_t numBands, const float* edgesHz, uint32_t channels = 1,
+                   size_t length = 16384)
+{
+    OvCrossoverEQ crossover;
+    EXPECT_EQ(crossover.Init(OV::DefaultAllocator(), uint16_t(channels), MAX_CROSSOVER_BANDS, fourthOrder),
+              OV_Success);
+    for (uint32_t e = 0; e + 1 < numBands; ++e)
+        crossover.SetEdge(e, float(kRate), edgesHz[e]);
+    std::vector<PlanarTestBuffer> storage;
+    for (uint32_t b = 0; b < MAX_CROSSOVER_BANDS; ++b)
+        storage.emplace_back(channels, kBlock);
+    OvPipelineBuffer bands[MAX_CROSSOVER_BANDS];
+    Split split;
+    split.bands.assign(numBands, std::vector<float>(length));
+    for (size_t start = 0; start < length; start += kBlock) {
+        for (uint32_t b = 0; b < MAX_CROSSOVER_BANDS; ++b)
+            bands[b] = storage[b].buffer;
+        for (uint32_t c = 0; c < channels; ++c) {
+            std::fill(storage[0].Channel(c), storage[0].Channel(c) + kBlock, 0.0f);
+            if (start == 0)
+                storage[0].Channel(c)[0] = float(c + 1);
+        }
+        bands[0].uValidFrames = kBlock;
+        crossover.Process(bands, numBands);
+        for (uint32_t b = 0; b < numBands; ++b) {
+            std::copy(storage[b].Channel(0), storage[b].Channel(0) + kBlock, split.bands[b].begin() + start);
+            for (uint32_t c = 1; c < channels; ++c)
+                for (uint32_t i = 0; i < kBlock; ++i)
+                    if (std::fabs(storage[b].Channel(c)[i] - float(c + 1) * storage[b].Channel(0)[i]) >
+                        1e-6f * float(c + 1))
+                        split.channelsAgree = false;
+        }
+    }
+    crossover.Shutdown(OV::DefaultAllocator());
+    return split;
+}
+
+// Closed-form Linkwitz-Riley responses after the bilinear transform, with
+// the frequency warped so that the edge falls where it was asked for.
+double Warped(double hz, double edgeHz)
+{
+    edgeHz = std::min(edgeHz, kRate * 0.45);
+    return std::tan(M_PI * hz / kRate) / std::tan(M_PI * edgeHz / kRate);
+}
+
+double LowMagnitude(double hz, double edgeHz, bool fourthOrder)
+{
+    const double w = Warped(hz, edgeHz);
+    return fourthOrder ? 1.0 / (1.0 + std::pow(w, 4)) : 1.0 / (1.0 + w * w);
+}
+
+double HighMagnitude(double hz, double edgeHz, bool fourthOrder)
+{
+    const double w = Warped(hz, edgeHz);
+    return fourthOrder ? std::pow(w, 4) / (1.0 + std::pow(w, 4)) : w * w / (1.0 + w * w);
+}
+
+Complex Allpass(double hz, double edgeHz, bool fourthOrder)
+{
+    const Complex s(0.0, Warped(hz, edgeHz));
+    return fourthOrder ? (1.0 - std::sqrt(2.0) * s + s * s) / (1.0 + std::sqrt(2.0) * s + s * s)
+                       : (1.0 - s) / (1.0 + s);
+}
+
+std::vector<double> TestFrequencies()
+{
+    std::vector<double> hz;
+    for (double f = 10.0; f < 20000.0; f *= 1.05)
+        hz.push_back(f);
+    for (float e : kEdgesHz)
+        hz.push_back(e);
+    return hz;
+}
+
+TEST(OvCrossoverEQ, BandsFollowTheLinkwitzRileyShapesAndSumToAnAllpass)
+{
+    testsupport::RecordingAssertHook asserts;
+    for (bool fourthOrder : {false, true}) {
+        for (uint32_t numBands : {5u, 3u, 2u}) {
+            const Split split = SplitImpulse(fourthOrder, numBands, kEdgesHz, 2);
+            EXPECT_TRUE(split.channelsAgree);
+            std::vector<float> sum(split.bands[0].size(), 0.0f);
+            for (const auto& band : split.bands)
+                for (size_t i = 0; i < sum.size(); ++i)
+                    sum[i] += band[i];
+            for (double hz : TestFrequencies()) {
+                Complex expectedSum = 1.0;
+                for (uint32_t e = 0; e + 1 < numBands; ++e)
+                    expectedSum *= Allpass(hz, kEdgesHz[e], fourthOrder);
+                const Complex measuredSum = DftAt(sum, hz, kRate);
+                EXPECT_NEAR(std::abs(measuredSum), 1.0, 3e-3) << fourthOrder << " " << numBands << " " << hz;
+                EXPECT_NEAR(std::abs(measuredSum - expectedSum), 0.0, 3e-3)
+                    << fourthOrder << " " << numBands << " " << hz;
+                for (uint32_t b = 0; b < numBands; ++b) {
+                    double expected = 1.0;
+                    for (uint32_t e = 0; e < b; ++e)
+                        expected *= HighMagnitude(hz, kEdgesHz[e], fourthOrder);
+                    if (b + 1 < numBands)
+                        expected *= LowMagnitude(hz, kEdgesHz[b], fourthOrder);
+                    EXPECT_NEAR(std::abs(DftAt(split.bands[b], hz, kRate)), expected, 3e-3)
+                        << "order " << (fourthOrder ? 4 : 2) << " bands " << numBands << " band " << b
+                        << " at " << hz << " Hz";
+                }
+            }
+        }
+    }
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
+}
+
+TEST(OvCrossoverEQ, EdgeIsSixDecibelsDownOnBothSidesAndClampedAtFortyFivePercent)
+{
+    // 21000 Hz lies above 45 % of 44.1 kHz and is designed at 19845 Hz.
+    const float edgesHz[] = {40.0f, 1000.0f, 12000.0f, 21000.0f};
+    for (bool fourthOrder : {false, true}) {
+        for (float edgeHz : edgesHz) {
+            const Split split = SplitImpulse(fourthOrder, 2, &edgeHz, 1, 32768);
+            const double at = std::min(double(edgeHz), kRate * 0.45);
+            for (uint32_t b = 0; b < 2; ++b)
+                // Float coefficients cost a few hundredths of a dB at 40 Hz.
+                EXPECT_NEAR(testsupport::MagnitudeDb(split.bands[b], at, kRate), -6.0206, 0.05)
+                    << "order " << (fourthOrder ? 4 : 2) << " edge " << edgeHz << " band " << b;
+        }
+    }
+}
+
+}  // namespace
