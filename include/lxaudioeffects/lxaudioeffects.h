@@ -5,3 +5,4 @@
 #include "lxaudioeffects/AudioTypes.h"
 #include "lxaudioeffects/Export.h"
 #include "lxaudioeffects/LXAudioEffectsProcessor.h"
+#include "lxaudioeffects/ReplayGainProcessor.h"

@@ -1,5 +1,8 @@
 #include "frontend/ProcessorFactories.h"
 
+#include "effects/TremoloProcessorImpl.h"
+#include "effects/VibratoProcessorImpl.h"
+
 // One line per effect; an effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
@@ -16,8 +19,8 @@ const ProcessorFactories& DefaultProcessorFactories()
         /* delay */ nullptr,
         /* fir */ nullptr,
         /* headphone */ nullptr,
-        /* vibrato */ nullptr,
-        /* tremolo */ nullptr,
+        /* vibrato */ &VibratoProcessorImpl::Create,
+        /* tremolo */ &TremoloProcessorImpl::Create,
         /* limiter */ nullptr,
     };
     return factories;

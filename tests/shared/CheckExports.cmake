@@ -1,5 +1,5 @@
 # Runs the shared-library host, then checks that the library's dynamic symbol
-# table holds no C++ symbol outside the public classes.
+# table holds the public classes and no C++ symbol outside them.
 execute_process(COMMAND ${HOST} RESULT_VARIABLE host_result OUTPUT_VARIABLE host_out)
 if(NOT host_result EQUAL 0)
   message(FATAL_ERROR "host against the shared library failed: ${host_result} ${host_out}")
@@ -25,4 +25,14 @@ endforeach()
 if(stray)
   message(FATAL_ERROR "symbols exported beyond the public API: ${stray}")
 endif()
+# And every public class is there.
+foreach(required IN ITEMS "audiofx::AudioEffects::Create" "LXAudioEffectsProcessor::Create"
+                          "ReplayGainProcessor::Init" "ReplayGainProcessor::PushSamples"
+                          "ReplayGainProcessor::GetReplayGain" "ReplayGainProcessor::ResetReplayGain"
+                          "ReplayGainProcessor::operator=")
+  string(FIND "${symbols}" "${required}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "public symbol missing from the library: ${required}")
+  endif()
+endforeach()
 message(STATUS "exports ok")

@@ -1,0 +1,189 @@
+#include "effects/VibratoProcessorImpl.h"
+
+#include <cmath>
+#include <new>
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846264338327950288;
+constexpr double kRingSeconds = 0.005;
+
+}  // namespace
+
+VibratoProcessor* VibratoProcessor::Create()
+{
+    return VibratoProcessorImpl::Create();
+}
+
+VibratoProcessor* VibratoProcessorImpl::Create()
+{
+    return new (std::nothrow) VibratoProcessorImpl();
+}
+
+VibratoProcessorImpl::~VibratoProcessorImpl()
+{
+    ReleaseAll();
+}
+
+void VibratoProcessorImpl::Destroy()
+{
+    delete this;
+}
+
+void VibratoProcessorImpl::ReleaseAll()
+{
+    if (ringBuffers)
+        delete[] ringBuffers[0];
+    delete[] ringBuffers;
+    ringBuffers = nullptr;
+    ringLength = 0;
+    ringWriteIndex = 0;
+    delete[] delayTable;
+    delayTable = nullptr;
+    delayTableLength = 0;
+    delayTableIndex = 0;
+}
+
+bool VibratoProcessorImpl::Init(uint32_t maxFrames_, uint32_t channels_, uint32_t sampleRate_)
+{
+    if (maxFrames_ == 0 || channels_ == 0 || sampleRate_ == 0)
+        return false;
+    ReleaseAll();
+    freq = freqApplied = range = 0.0;
+    maxFrames = maxFrames_;
+    channels = channels_;
+    sampleRate = sampleRate_;
+    const uint32_t length = uint32_t(double(sampleRate) * kRingSeconds);
+    // Below 200 Hz the ring would be empty: the effect then stays without a
+    // ring and passes audio unchanged.
+    if (length == 0)
+        return true;
+    ringBuffers = new (std::nothrow) double*[channels]();
+    double* storage = new (std::nothrow) double[size_t(channels) * length]();
+    if (!ringBuffers || !storage) {
+        delete[] storage;
+        ReleaseAll();
+        return false;
+    }
+    for (uint32_t c = 0; c < channels; ++c)
+        ringBuffers[c] = storage + size_t(c) * length;
+    ringLength = length;
+    return true;
+}
+
+void VibratoProcessorImpl::SetBypass(bool bypass_)
+{
+    bypass = bypass_;
+}
+
+void VibratoProcessorImpl::Reset()
+{
+    resetPending = true;
+}
+
+bool VibratoProcessorImpl::SetParams(double freq_, double range_)
+{
+    if (!(freq_ >= 1.0 && freq_ <= 1000.0 && range_ > 0.0 && range_ < 1.0))
+        return false;
+    freq = freq_;
+    range = range_;
+    return true;
+}
+
+bool VibratoProcessorImpl::BuildDelayTable()
+{
+    const uint32_t length = uint32_t(double(sampleRate) / freq);
+    if (length != delayTableLength) {
+        delete[] delayTable;
+        delayTable = nullptr;
+        delayTableLength = 0;
+    }
+    if (length == 0)
+        return false;
+    if (!delayTable) {
+        delayTable = new (std::nothrow) double[length];
+        if (!delayTable)
+            return false;
+        delayTableLength = length;
+    }
+    delayTableIndex = 0;
+    // A phase of three quarters of a period starts the sine at its lowest value.
+    const double phase = 3.0 * kPi / 2.0;
+    const uint32_t shift = uint32_t(phase / kPi / 2.0 * double(length) + 0.5);
+    for (uint32_t i = 0; i < length; ++i) {
+        const uint32_t p = uint32_t((uint64_t(i) + shift) % length);
+        // The top of the curve is the ring length itself, not one below it.
+        delayTable[i] = ((std::sin(double(p) / double(length) * 2.0 * kPi) + 1.0) / 2.0) * double(ringLength);
+    }
+    return true;
+}
+
+void VibratoProcessorImpl::Process(float* samples, bool* /*draining*/, uint32_t* frames)
+{
+    if (!ringBuffers || !samples || !frames || *frames == 0)
+        return;
+    if (bypass && bypassPrev)
+        return;
+    if (freq != freqApplied) {
+        if (BuildDelayTable())
+            freqApplied = freq;
+    }
+    if (!delayTable)
+        return;
+    bool crossfade = false;
+    if (bypassPrev != bypass) {
+        crossfade = true;
+        // Leaving bypass restarts the positions; the ring keeps what it held.
+        resetPending = bypassPrev;
+        bypassPrev = bypass;
+    }
+    if (resetPending) {
+        resetPending = false;
+        ringWriteIndex = 0;
+        delayTableIndex = 0;
+    }
+
+    const uint32_t count = *frames < maxFrames ? *frames : maxFrames;
+    double dryGain = bypass ? 0.0 : 1.0;
+    double wetGain = bypass ? 1.0 : 0.0;
+    const double dryStep = ((bypass ? 1.0 : 0.0) - dryGain) / double(count);
+    const double wetStep = ((bypass ? 0.0 : 1.0) - wetGain) / double(count);
+
+    const double depth = range;
+    const double* const table = delayTable;
+    const uint32_t tableLength = delayTableLength;
+    const uint32_t ring = ringLength;
+    uint32_t tableIndex = delayTableIndex;
+    uint32_t writeIndex = ringWriteIndex;
+    for (uint32_t n = 0; n < count; ++n) {
+        double whole = 0.0;
+        const double fraction = std::modf(depth * table[tableIndex], &whole);
+        if (++tableIndex >= tableLength)
+            tableIndex = 0;
+        if (writeIndex >= ring)
+            writeIndex = 0;
+        // The offset never exceeds the ring length, so one subtraction brings
+        // each read position back into the ring.
+        uint32_t a = writeIndex + uint32_t(whole);
+        if (a >= ring)
+            a -= ring;
+        uint32_t b = a + 1;
+        if (b >= ring)
+            b -= ring;
+        for (uint32_t c = 0; c < channels; ++c) {
+            double* const buffer = ringBuffers[c];
+            float& sample = samples[size_t(c) * maxFrames + n];
+            const double dry = sample;
+            const double wet = buffer[a] + fraction * (buffer[b] - buffer[a]);
+            buffer[writeIndex] = dry;
+            sample = crossfade ? float(wet * wetGain + dry * dryGain) : float(wet);
+        }
+        ++writeIndex;
+        if (crossfade) {
+            dryGain += dryStep;
+            wetGain += wetStep;
+        }
+    }
+    delayTableIndex = tableIndex;
+    ringWriteIndex = writeIndex;
+}

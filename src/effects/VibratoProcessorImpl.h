@@ -1,0 +1,48 @@
+// Vibrato: reads each channel through a 5 ms ring of doubles at a delay that
+// follows a sine, with linear interpolation between the two ring entries
+// around the read point. The delay table holds one period (sampleRate / freq
+// frames, truncated) from 0 to the ring length in frames, starting at its
+// lowest value; Range scales it, so the delay swings between
+// ringLength * (1 - range) and ringLength frames. A change of bypass runs one
+// block that crossfades linearly between dry and wet.
+#pragma once
+
+#include <cstdint>
+
+#include "effects/VibratoProcessor.h"
+
+class VibratoProcessorImpl final : public VibratoProcessor {
+public:
+    // Returns a new instance, or null when out of memory.
+    static VibratoProcessor* Create();
+
+    bool Init(uint32_t maxFrames, uint32_t channels, uint32_t sampleRate) override;
+    void Destroy() override;
+    void Process(float* samples, bool* draining, uint32_t* frames) override;
+    void SetBypass(bool bypass) override;
+    void Reset() override;
+    bool SetParams(double freq, double range) override;
+
+    virtual ~VibratoProcessorImpl();
+
+private:
+    VibratoProcessorImpl() = default;
+    bool BuildDelayTable();
+    void ReleaseAll();
+
+    bool bypass = true;
+    bool bypassPrev = true;
+    uint32_t maxFrames = 0;
+    uint32_t sampleRate = 0;
+    uint32_t channels = 0;
+    double freq = 0.0;
+    double freqApplied = 0.0;
+    double range = 0.0;
+    double** ringBuffers = nullptr;  // ringBuffers[0] owns the storage of all channels
+    uint32_t ringLength = 0;
+    uint32_t ringWriteIndex = 0;
+    double* delayTable = nullptr;
+    uint32_t delayTableLength = 0;
+    uint32_t delayTableIndex = 0;
+    bool resetPending = false;
+};

@@ -1,0 +1,297 @@
+// Vibrato against a reference fractional delay built from outside the
+// effect: a delay of L - range * L * (1 - cos(2 pi i / period)) / 2 frames
+// (L the 5 ms ring), read from a ring of the last L inputs with linear
+// interpolation, both read offsets taken modulo L.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <random>
+#include <vector>
+
+#include "effects/VibratoProcessorImpl.h"
+#include "support/AllocationCounter.h"
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+struct Vibrato {
+    VibratoProcessor* fx;
+    uint32_t maxFrames;
+
+    Vibrato(uint32_t maxFrames_, uint32_t channels, uint32_t rate, double freq, double range)
+        : fx(VibratoProcessorImpl::Create()), maxFrames(maxFrames_)
+    {
+        EXPECT_TRUE(fx->Init(maxFrames, channels, rate));
+        EXPECT_TRUE(fx->SetParams(freq, range));
+        fx->SetBypass(false);
+    }
+    ~Vibrato() { fx->Destroy(); }
+
+    // Mono block in place.
+    void Run(float* samples, uint32_t frames)
+    {
+        bool draining = true;
+        uint32_t count = frames;
+        fx->Process(samples, &draining, &count);
+        EXPECT_EQ(count, frames);
+        EXPECT_TRUE(draining);
+    }
+
+    std::vector<float> Run(std::vector<float> samples)
+    {
+        for (size_t at = 0; at < samples.size(); at += maxFrames)
+            Run(samples.data() + at, uint32_t(std::min<size_t>(maxFrames, samples.size() - at)));
+        return samples;
+    }
+};
+
+// The reference: phase[n] is the table position in effect at frame n.
+struct ReferenceVibrato {
+    uint32_t ringFrames;
+    const std::vector<float>& input;
+
+    double Delay(double range, double period, uint32_t phase) const
+    {
+        return range * ringFrames * (1.0 - std::cos(2.0 * kPi * phase / period)) / 2.0;
+    }
+
+    double Past(int64_t index) const { return index < 0 ? 0.0 : double(input[size_t(index)]); }
+
+    double Wet(int64_t n, double delay) const
+    {
+        const double whole = std::floor(delay);
+        const double fraction = delay - whole;
+        const int64_t offsetA = int64_t(whole) % ringFrames;
+        const int64_t offsetB = (offsetA + 1) % ringFrames;
+        const double a = Past(n - ringFrames + offsetA);
+        const double b = Past(n - ringFrames + offsetB);
+        return a + fraction * (b - a);
+    }
+};
+
+std::vector<float> Noise(size_t frames, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    std::vector<float> out(frames);
+    for (float& x : out)
+        x = noise(random);
+    return out;
+}
+
+TEST(VibratoProcessorImpl, RampInputShowsTheDelayCurveFromItsLongestDelay)
+{
+    // With x[n] = n the output is n minus the delay at n.
+    struct Case {
+        uint32_t rate;
+        uint32_t ringFrames;
+        double freq;
+        double range;
+    };
+    for (const Case& k : {Case{44100, 220, 5.0, 0.5}, Case{48000, 240, 6.0, 0.8}, Case{22050, 110, 2.5, 0.3}}) {
+        const uint32_t period = uint32_t(k.rate / k.freq);
+        std::vector<float> ramp(size_t(period) * 2);
+        for (size_t n = 0; n < ramp.size(); ++n)
+            ramp[n] = float(n);
+        Vibrato v(1024, 1, k.rate, k.freq, k.range);
+        const std::vector<float> out = v.Run(ramp);
+        double shortest = 1e9, longest = 0.0;
+        // Past the first block, which fades in from dry.
+        for (uint32_t n = 1024; n < ramp.size(); ++n) {
+            const double delay = double(n) - out[n];
+            const double expected = k.ringFrames * (1.0 - k.range * (1.0 - std::cos(2.0 * kPi * (n % period) / period)) / 2.0);
+            ASSERT_NEAR(delay, expected, 2e-3) << k.rate << " at " << n;
+            shortest = std::min(shortest, delay);
+            longest = std::max(longest, delay);
+        }
+        // The curve starts at its longest delay, the whole ring, and swings
+        // down by range.
+        EXPECT_EQ(double(period) - out[period], double(k.ringFrames)) << k.rate;
+        EXPECT_DOUBLE_EQ(longest, k.ringFrames) << k.rate;
+        EXPECT_NEAR(shortest, k.ringFrames * (1.0 - k.range), 2e-3) << k.rate;
+    }
+}
+
+TEST(VibratoProcessorImpl, NoiseFollowsTheInterpolatedRingThroughRangeAndFreqChanges)
+{
+    const uint32_t rate = 44100;
+    const uint32_t ring = 220;
+    const std::vector<float> input = Noise(60000, 5);
+    ReferenceVibrato reference{ring, input};
+    // Range near 1 puts both read positions at the ring's end, where the
+    // second wraps onto the slot about to be written: it still holds the
+    // oldest frame. Periods divisible by 4 keep the curve's quarter-period
+    // start exact.
+    struct Step {
+        uint32_t frames;
+        double freq;
+        double range;
+    };
+    const Step steps[] = {{9000, 5.0, 0.9999}, {7001, 5.0, 0.37}, {12000, 12.5, 0.37}, {9999, 12.5, 0.99},
+                          {22000, 1.0, 0.6}};
+    for (uint32_t blockFrames : {1u, 333u, 4096u}) {
+        Vibrato v(blockFrames, 1, rate, steps[0].freq, steps[0].range);
+        std::vector<float> out = input;
+        size_t at = 0;
+        uint32_t phase = 0;
+        double freq = steps[0].freq;
+        for (const Step& step : steps) {
+            ASSERT_TRUE(v.fx->SetParams(step.freq, step.range));
+            // A new Freq starts its table over; a new Range alone does not.
+            if (step.freq != freq)
+                phase = 0;
+            freq = step.freq;
+            const uint32_t period = uint32_t(rate / step.freq);
+            for (uint32_t done = 0; done < step.frames;) {
+                const uint32_t n = std::min(blockFrames, step.frames - done);
+                v.Run(out.data() + at + done, n);
+                done += n;
+            }
+            for (uint32_t i = 0; i < step.frames; ++i, ++phase) {
+                const int64_t n = int64_t(at + i);
+                const double delay = reference.Delay(step.range, period, phase % period);
+                double expected = reference.Wet(n, delay);
+                // Switching on fades in from dry over the first block.
+                if (n < blockFrames) {
+                    const double t = double(n) / blockFrames;
+                    expected = expected * t + input[size_t(n)] * (1.0 - t);
+                }
+                ASSERT_NEAR(out[size_t(n)], expected, 2e-5)
+                    << "block " << blockFrames << ", frame " << n << ", delay " << delay;
+            }
+            at += step.frames;
+        }
+    }
+}
+
+TEST(VibratoProcessorImpl, BypassChangesCrossfadeOverOneBlock)
+{
+    const uint32_t rate = 48000;
+    for (uint32_t frames : {1u, 7u, 512u}) {
+        // a switches bypass; b runs the same audio without it, giving the wet
+        // signal, and takes a Reset where a leaves bypass.
+        Vibrato a(frames, 2, rate, 3.0, 0.7);
+        Vibrato b(frames, 2, rate, 3.0, 0.7);
+        const std::vector<float> input = Noise(size_t(frames) * 2 * 20, frames);
+        auto block = [&](size_t index) {
+            return std::vector<float>(input.begin() + index * frames * 2, input.begin() + (index + 1) * frames * 2);
+        };
+        auto run = [&](Vibrato& v, std::vector<float> samples) {
+            bool draining = false;
+            uint32_t count = frames;
+            v.fx->Process(samples.data(), &draining, &count);
+            return samples;
+        };
+        size_t index = 0;
+        for (; index < 8; ++index)
+            ASSERT_EQ(run(a, block(index)), run(b, block(index)));
+
+        // Into bypass: dry from 0 to 1 and wet from 1 to 0 in steps of 1/N,
+        // starting at the start gains.
+        a.fx->SetBypass(true);
+        std::vector<float> dry = block(index++);
+        std::vector<float> mixed = run(a, dry);
+        std::vector<float> wet = run(b, dry);
+        for (uint32_t c = 0; c < 2; ++c)
+            for (uint32_t n = 0; n < frames; ++n) {
+                const double t = double(n) / frames;
+                const size_t i = c * frames + n;
+                ASSERT_NEAR(mixed[i], wet[i] * (1.0 - t) + dry[i] * t, 1e-6) << frames << " at " << n;
+            }
+        // Bypassed: untouched, and the ring is not fed.
+        for (int k = 0; k < 3; ++k, ++index)
+            ASSERT_EQ(run(a, block(index)), block(index));
+
+        // Out of bypass: positions restart, and the ring still holds what it
+        // held when bypass began.
+        a.fx->SetBypass(false);
+        b.fx->Reset();
+        dry = block(index++);
+        mixed = run(a, dry);
+        wet = run(b, dry);
+        for (uint32_t c = 0; c < 2; ++c)
+            for (uint32_t n = 0; n < frames; ++n) {
+                const double t = double(n) / frames;
+                const size_t i = c * frames + n;
+                ASSERT_NEAR(mixed[i], wet[i] * t + dry[i] * (1.0 - t), 1e-6) << frames << " at " << n;
+            }
+        for (; index < 20; ++index)
+            ASSERT_EQ(run(a, block(index)), run(b, block(index)));
+    }
+}
+
+TEST(VibratoProcessorImpl, SineComesThroughWithTheMeanDelayAsSteadyLatency)
+{
+    // A shallow vibrato: over whole periods of the curve the sine's phase
+    // shows the mean delay, L * (1 - range / 2).
+    const uint32_t rate = 44100;
+    const double toneHz = 441.0;
+    const double range = 0.002;
+    const uint32_t frames = rate;  // 10 curve periods at 10 Hz, 441 tone periods
+    std::vector<float> tone(frames * 2);
+    for (size_t n = 0; n < tone.size(); ++n)
+        tone[n] = float(std::sin(2.0 * kPi * toneHz * n / rate));
+    Vibrato v(2048, 1, rate, 10.0, range);
+    const std::vector<float> out = v.Run(tone);
+    std::complex<double> inBin = 0.0, outBin = 0.0;
+    for (size_t n = frames; n < 2 * size_t(frames); ++n) {
+        const std::complex<double> w = std::polar(1.0, -2.0 * kPi * toneHz * n / rate);
+        inBin += double(tone[n]) * w;
+        outBin += double(out[n]) * w;
+    }
+    const double lagFrames = std::arg(inBin / outBin) / (2.0 * kPi * toneHz) * rate;
+    const double periodFrames = rate / toneHz;
+    EXPECT_NEAR(std::fmod(lagFrames + periodFrames, periodFrames), std::fmod(220.0 * (1.0 - range / 2.0), periodFrames), 0.01);
+    EXPECT_NEAR(std::abs(outBin) / std::abs(inBin), 1.0, 1e-3);
+}
+
+TEST(VibratoProcessorImpl, SettingsRingSizesAndSteadyState)
+{
+    VibratoProcessor* fx = VibratoProcessorImpl::Create();
+    EXPECT_FALSE(fx->Init(0, 1, 44100));
+    EXPECT_FALSE(fx->Init(256, 0, 44100));
+    EXPECT_FALSE(fx->Init(256, 1, 0));
+    ASSERT_TRUE(fx->Init(256, 1, 44100));
+    struct Setting {
+        double freq;
+        double range;
+        bool accepted;
+    };
+    for (const Setting& s : {Setting{0.5, 0.5, false}, Setting{1001.0, 0.5, false}, Setting{5.0, 0.0, false},
+                             Setting{5.0, 1.0, false}, Setting{NAN, 0.5, false}, Setting{1.0, 0.999, true},
+                             Setting{1000.0, 0.001, true}})
+        EXPECT_EQ(fx->SetParams(s.freq, s.range), s.accepted) << s.freq << ", " << s.range;
+    fx->Destroy();
+
+    // After an Init the effect passes audio until it gets settings.
+    Vibrato v(256, 2, 44100, 5.0, 0.5);
+    ASSERT_TRUE(v.fx->Init(256, 2, 44100));
+    std::vector<float> block = Noise(512, 3);
+    const std::vector<float> before = block;
+    v.Run(block.data(), 256);
+    EXPECT_EQ(block, before);
+
+    // Steady state allocates nothing; rates too low for a ring pass audio.
+    ASSERT_TRUE(v.fx->SetParams(5.0, 0.5));
+    v.Run(block.data(), 256);
+    {
+        testsupport::AllocationCounter counter;
+        for (int i = 0; i < 500; ++i)
+            v.Run(block.data(), 256);
+        EXPECT_TRUE(v.fx->SetParams(5.0, 0.9));
+        v.Run(block.data(), 256);
+        EXPECT_EQ(counter.Count(), 0u);
+    }
+    for (float x : block)
+        ASSERT_TRUE(std::isfinite(x));
+    ASSERT_TRUE(v.fx->Init(256, 2, 150));
+    ASSERT_TRUE(v.fx->SetParams(5.0, 0.5));
+    const std::vector<float> quiet = block;
+    v.Run(block.data(), 256);
+    EXPECT_EQ(block, quiet);
+}
+
+}  // namespace
