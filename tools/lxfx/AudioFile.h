@@ -24,6 +24,8 @@ public:
     ~AudioFileReader() override;
 
     const StreamFormat& Format() const { return format; }
+    // From now on Read hands out float samples, whatever the file holds.
+    void ReadAsFloat() { format.sampleFormat = AUDIO_SAMPLEFORMAT_FLOAT; }
     // libsndfile's major format and encoding, as SF_FORMAT_* bits.
     int FileFormat() const { return fileFormat; }
     // Frames in the file, or -1 when the container does not say.
