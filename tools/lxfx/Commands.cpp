@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <memory>
+#include <stdexcept>
+#include <string>
 
 #include "AudioFile.h"
 #include "DemoSignal.h"

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <charconv>
 #include <cmath>
 #include <fstream>
 #include <limits>
 #include <map>
 #include <sstream>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -145,9 +148,10 @@ Json FloatToJson(float value)
 
 class PresetReader {
 public:
-    PresetReader(EffectSettings& settings_, std::set<std::string>& groups_,
-                 const std::string& source_, const std::string& baseDir_)
-        : settings(settings_), groups(groups_), source(source_), baseDir(baseDir_)
+    PresetReader(EffectSettings& settings_, std::set<std::string>& groups_, std::string source_,
+                 std::string baseDir_)
+        : settings(settings_), groups(groups_), source(std::move(source_)),
+          baseDir(std::move(baseDir_))
     {
     }
 
@@ -217,8 +221,8 @@ private:
 
     EffectSettings& settings;
     std::set<std::string>& groups;
-    const std::string& source;
-    const std::string& baseDir;
+    std::string source;
+    std::string baseDir;
 };
 
 // Splits a path given on the command line at its first unknown step, so that
@@ -284,7 +288,7 @@ void Preset::LoadFile(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
     if (!in)
-        throw ToolError("cannot read preset \"" + path + "\"");
+        throw ToolError("cannot read preset \"" + path + "\": " + std::strerror(errno));
     std::stringstream text;
     text << in.rdbuf();
     const size_t slash = path.rfind('/');

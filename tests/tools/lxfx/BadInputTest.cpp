@@ -43,6 +43,10 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
          "the library refused 44100 Hz, 2 channels, 16-bit samples: Initialize audio effect "
          "instance failed.",
          "out.wav"},
+        {"channel count the library refuses", nullptr, {"state", "--channels", "0"},
+         "the library refused 44100 Hz, 0 channels, 16-bit samples: Initialize audio effect "
+         "instance failed.",
+         "out.wav"},
         {"malformed JSON",
          [](const ScratchDir& d) { WriteText(d.Path("p.json"), "{\n  \"reverb\": {\n    \"on\": tru\n  }\n}\n"); },
          {"process", "@in.wav", "@out.wav", "--preset", "@p.json"},
