@@ -93,6 +93,23 @@ TEST(LxfxProcess, DefaultChainReturnsQuietPcmBitExactAndOfTheSameLength)
     }
 }
 
+TEST(LxfxProcess, AStreamOfWholeBlocksEndsWithTheFrontEndsExtraFrame)
+{
+    // Ten blocks of 2048 frames: the end of the stream finds the input empty
+    // and runs one more frame through the chain, which the host passes on.
+    ScratchDir dir;
+    AudioData input = QuietSignal(SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, 32768.0, true);
+    input.samples.resize(2 * 20480);
+    WriteAudio(dir.Path("in.wav"), input);
+    const RunResult run =
+        RunLxfx({"process", dir.Path("in.wav"), dir.Path("out.wav"), "--buffer-bytes", "0"});
+    ASSERT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_NE(run.out.find("     20481 frames"), std::string::npos) << run.out;
+    const AudioData output = ReadAudio(dir.Path("out.wav"));
+    ASSERT_EQ(output.samples.size(), input.samples.size() + 2);
+    EXPECT_TRUE(std::equal(input.samples.begin(), input.samples.end(), output.samples.begin()));
+}
+
 TEST(LxfxProcess, SummaryGivesDurationPeakAndRmsOfAKnownSine)
 {
     // A full-period sine at -6.02 dBFS peak has an RMS 3.01 dB lower.
