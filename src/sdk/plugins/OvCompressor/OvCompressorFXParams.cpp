@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "ov/OvAssert.h"
-#include "ov/OvPluginNew.h"
 
 namespace {
 
@@ -59,32 +58,6 @@ OvResult OvCompressorFXParams::SetParam(uint16_t in_uID, const void* in_pValue, 
     default: break;
     }
     m_ParamChangeHandler.MarkChanged(in_uID);
-    return OV_Success;
-}
-
-IOvEffectParams* OvCompressorFXParams::Clone(IOvMemAlloc* in_pAllocator)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    OvCompressorFXParams* pClone = OV::New<OvCompressorFXParams>(in_pAllocator, *this);
-    if (pClone)
-        pClone->m_ParamChangeHandler.MarkAllChanged();
-    return pClone;
-}
-
-OvResult OvCompressorFXParams::Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock,
-                                    uint32_t in_uBlockSize)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    if (in_uBlockSize == 0) {
-        m_ParamChangeHandler.MarkAllChanged();
-        return OV_Success;
-    }
-    return SetAllParams(in_pParamsBlock, in_uBlockSize);
-}
-
-OvResult OvCompressorFXParams::Shutdown(IOvMemAlloc* in_pAllocator)
-{
-    OV::Delete(in_pAllocator, this);
     return OV_Success;
 }
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "ov/IOvEffectParams.h"
+#include "ov/OvEffectParamsBase.h"
 #include "ov/OvFXParameterChangeHandler.h"
 
 enum OvCompressorFXParamID : uint16_t {
@@ -37,18 +37,16 @@ struct OvCompressorFXParamStruct {
     bool bChannelLink = true;
 };
 
-class OvCompressorFXParams final : public IOvEffectParams {
+class OvCompressorFXParams final : public OvEffectParamsBase<OvCompressorFXParams> {
 public:
     OvCompressorFXParams() = default;
     OvCompressorFXParams(const OvCompressorFXParams&) = default;
 
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
-    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
-    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
     // Block: pre gain dB, threshold, ratio, attack, release, range, post gain
     // dB (f32 each), then bProcessLFE and bChannelLink (u8), little-endian.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    void MarkAllChanged() { m_ParamChangeHandler.MarkAllChanged(); }
 
     OvFXParameterChangeHandler<OV_COMPRESSORFXPARAM_NUM> m_ParamChangeHandler;
     OvCompressorFXParamStruct m_Params;

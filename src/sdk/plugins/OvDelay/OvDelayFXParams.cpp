@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "ov/OvAssert.h"
-#include "ov/OvPluginNew.h"
 
 namespace {
 
@@ -49,32 +48,6 @@ OvResult OvDelayFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint3
         return OV_BadParameter;
     }
     m_paramChangeHandler.MarkChanged(in_uID);
-    return OV_Success;
-}
-
-IOvEffectParams* OvDelayFXParams::Clone(IOvMemAlloc* in_pAllocator)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    OvDelayFXParams* pClone = OV::New<OvDelayFXParams>(in_pAllocator, *this);
-    if (pClone)
-        pClone->m_paramChangeHandler.MarkAllChanged();
-    return pClone;
-}
-
-OvResult OvDelayFXParams::Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    if (in_uBlockSize == 0) {
-        m_paramChangeHandler.MarkAllChanged();
-        return OV_Success;
-    }
-    return SetAllParams(in_pParamsBlock, in_uBlockSize);
-}
-
-OvResult OvDelayFXParams::Shutdown(IOvMemAlloc* in_pAllocator)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    OV::Delete(in_pAllocator, this);
     return OV_Success;
 }
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "ov/IOvEffectParams.h"
+#include "ov/OvEffectParamsBase.h"
 #include "ov/OvFXParameterChangeHandler.h"
 
 enum OvDelayFXParamID : uint16_t {
@@ -15,17 +15,15 @@ enum OvDelayFXParamID : uint16_t {
     OV_DELAYFXPARAM_FEEDBACK_ID = 4,   // factor
 };
 
-class OvDelayFXParams final : public IOvEffectParams {
+class OvDelayFXParams final : public OvEffectParamsBase<OvDelayFXParams> {
 public:
     static constexpr uint32_t OV_DELAYFX_NUM_PARAMS = 5;
     // Bytes of a SetAllParams block: four little-endian floats.
     static constexpr uint32_t OV_DELAYFX_BLOCK_BYTES = 16;
 
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
-    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
-    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    void MarkAllChanged() { m_paramChangeHandler.MarkAllChanged(); }
 
     OvFXParameterChangeHandler<OV_DELAYFX_NUM_PARAMS> m_paramChangeHandler;
     float fDelayTime = 500.0f;  // ms

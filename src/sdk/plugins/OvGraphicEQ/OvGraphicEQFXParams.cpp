@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "ov/OvAssert.h"
-#include "ov/OvPluginNew.h"
 
 namespace {
 
@@ -46,31 +45,6 @@ OvResult OvGraphicEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue, u
     default: m_Params.fBandGain[in_uID - OV_GRAPHICEQ_ID_BANDGAIN0] = ReadLE<float>(p); break;
     }
     m_ParamChangeHandler.MarkChanged(in_uID);
-    return OV_Success;
-}
-
-IOvEffectParams* OvGraphicEQFXParams::Clone(IOvMemAlloc* in_pAllocator)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    OvGraphicEQFXParams* pClone = OV::New<OvGraphicEQFXParams>(in_pAllocator, *this);
-    if (pClone)
-        pClone->m_ParamChangeHandler.MarkAllChanged();
-    return pClone;
-}
-
-OvResult OvGraphicEQFXParams::Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock,
-                                   uint32_t in_uBlockSize)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    if (in_uBlockSize != 0)
-        return SetAllParams(in_pParamsBlock, in_uBlockSize);
-    m_ParamChangeHandler.MarkAllChanged();
-    return OV_Success;
-}
-
-OvResult OvGraphicEQFXParams::Shutdown(IOvMemAlloc* in_pAllocator)
-{
-    OV::Delete(in_pAllocator, this);
     return OV_Success;
 }
 

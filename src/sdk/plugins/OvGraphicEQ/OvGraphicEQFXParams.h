@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "ov/IOvEffectParams.h"
+#include "ov/OvEffectParamsBase.h"
 #include "ov/OvFXParameterChangeHandler.h"
 
 constexpr uint32_t OV_GRAPHICEQ_MAX_BANDS = 30;
@@ -36,15 +36,13 @@ struct OvGraphicEQFXParamsBlock {
     uint8_t bShelves = 1;
 };
 
-class OvGraphicEQFXParams final : public IOvEffectParams {
+class OvGraphicEQFXParams final : public OvEffectParamsBase<OvGraphicEQFXParams> {
 public:
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
-    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
-    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
     // A block too short for its own band count is refused and changes nothing;
     // gains beyond the 30th are not read.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    void MarkAllChanged() { m_ParamChangeHandler.MarkAllChanged(); }
 
     OvFXParameterChangeHandler<37> m_ParamChangeHandler;
     OvGraphicEQFXParamsBlock m_Params;

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "ov/OvAssert.h"
-#include "ov/OvPluginNew.h"
 
 namespace {
 
@@ -80,32 +79,6 @@ OvResult OvMultibandCompressorFXParams::SetParam(uint16_t in_uID, const void* in
         }
     }
     m_ParamChangeHandler.MarkChanged(in_uID);
-    return OV_Success;
-}
-
-IOvEffectParams* OvMultibandCompressorFXParams::Clone(IOvMemAlloc* in_pAllocator)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    OvMultibandCompressorFXParams* pClone = OV::New<OvMultibandCompressorFXParams>(in_pAllocator, *this);
-    if (pClone)
-        pClone->m_ParamChangeHandler.MarkAllChanged();
-    return pClone;
-}
-
-OvResult OvMultibandCompressorFXParams::Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock,
-                                             uint32_t in_uBlockSize)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    if (in_uBlockSize == 0) {
-        m_ParamChangeHandler.MarkAllChanged();
-        return OV_Success;
-    }
-    return SetAllParams(in_pParamsBlock, in_uBlockSize);
-}
-
-OvResult OvMultibandCompressorFXParams::Shutdown(IOvMemAlloc* in_pAllocator)
-{
-    OV::Delete(in_pAllocator, this);
     return OV_Success;
 }
 

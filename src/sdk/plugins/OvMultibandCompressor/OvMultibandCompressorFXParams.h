@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "ov/IOvEffectParams.h"
+#include "ov/OvEffectParamsBase.h"
 #include "ov/OvFXParameterChangeHandler.h"
 
 constexpr uint32_t OV_MULTIBANDCOMPRESSOR_NUM_BANDS = 5;
@@ -58,20 +58,18 @@ struct OvMultibandCompressorFXParamStruct {
     float fInputGain = 1.0f;  // linear
 };
 
-class OvMultibandCompressorFXParams final : public IOvEffectParams {
+class OvMultibandCompressorFXParams final : public OvEffectParamsBase<OvMultibandCompressorFXParams> {
 public:
     OvMultibandCompressorFXParams() = default;
     OvMultibandCompressorFXParams(const OvMultibandCompressorFXParams&) = default;
 
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
-    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
-    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
     // Block (171 bytes, little-endian): per band input gain dB, threshold,
     // ratio, attack, release, range, output gain dB (f32 each); four edges;
     // output gain dB; bProcessLFE, bChannelLink, bFourthOrderCrossover (u8);
     // uNumBands (u32); input gain dB.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    void MarkAllChanged() { m_ParamChangeHandler.MarkAllChanged(); }
 
     OvFXParameterChangeHandler<OV_MBCFXPARAM_MAX_ID + 1> m_ParamChangeHandler;
     OvMultibandCompressorFXParamStruct m_Params;

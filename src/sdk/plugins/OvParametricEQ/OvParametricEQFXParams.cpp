@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "ov/OvAssert.h"
-#include "ov/OvPluginNew.h"
 
 namespace {
 
@@ -75,31 +74,6 @@ OvResult OvParametricEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue
     }
     OV_ASSERT(ulBandNum <= BAND9);
     m_bBandChanged[ulBandNum] = 1;
-    return OV_Success;
-}
-
-IOvEffectParams* OvParametricEQFXParams::Clone(IOvMemAlloc* in_pAllocator)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    OvParametricEQFXParams* pClone = OV::New<OvParametricEQFXParams>(in_pAllocator, *this);
-    if (pClone)
-        pClone->SetAllBandsChanged();
-    return pClone;
-}
-
-OvResult OvParametricEQFXParams::Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock,
-                                      uint32_t in_uBlockSize)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    if (in_uBlockSize != 0)
-        return SetAllParams(in_pParamsBlock, in_uBlockSize);
-    *this = OvParametricEQFXParams();
-    return OV_Success;
-}
-
-OvResult OvParametricEQFXParams::Shutdown(IOvMemAlloc* in_pAllocator)
-{
-    OV::Delete(in_pAllocator, this);
     return OV_Success;
 }
 

@@ -12,7 +12,7 @@
 
 #include <cstdint>
 
-#include "ov/IOvEffectParams.h"
+#include "ov/OvEffectParamsBase.h"
 
 enum OvParametricEQBand : uint32_t {
     BAND1 = 0, BAND2, BAND3, BAND4, BAND5, BAND6, BAND7, BAND8, BAND9,
@@ -31,19 +31,18 @@ struct OvParametricEQBandParams {
     uint8_t bOn;
 };
 
-class OvParametricEQFXParams final : public IOvEffectParams {
+class OvParametricEQFXParams final : public OvEffectParamsBase<OvParametricEQFXParams> {
 public:
     OvParametricEQFXParams();
 
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
-    // With no block: low shelf 120 Hz, peak 2 kHz, high shelf 5 kHz, all at
-    // 0 dB, Q 5, on; LFE processed.
-    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
-    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
     // The 56-byte block; values are taken as they are, unclamped. A shorter
     // block is refused with OV_BadParameter and changes nothing.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    void MarkAllChanged() { SetAllBandsChanged(); }
+    // With no block: back to the defaults (low shelf 120 Hz, peak 2 kHz, high
+    // shelf 5 kHz, all at 0 dB, Q 5, on; LFE processed).
+    void InitWithoutBlock() { *this = OvParametricEQFXParams(); }
 
     // Band in_eBandNum; an out-of-range band is reported and BAND9 is given.
     const OvParametricEQBandParams& GetBand(uint32_t in_eBandNum) const;

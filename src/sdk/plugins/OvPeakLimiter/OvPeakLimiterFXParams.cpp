@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "ov/OvAssert.h"
-#include "ov/OvPluginNew.h"
 
 namespace {
 
@@ -78,46 +77,6 @@ OvResult OvPeakLimiterFXParams::SetParam(uint16_t in_uID, const void* in_pValue,
         OV_ASSERT_TEXT(false, "Invalid parameter.");
         return OV_BadParameter;
     }
-    return OV_Success;
-}
-
-IOvEffectParams* OvPeakLimiterFXParams::Clone(IOvMemAlloc* in_pAllocator)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    OvPeakLimiterFXParams* pClone = OV::New<OvPeakLimiterFXParams>(in_pAllocator, *this);
-    if (pClone) {
-        pClone->bRuntimeChanged = 1;
-        pClone->bLayoutChanged = 1;
-    }
-    return pClone;
-}
-
-OvResult OvPeakLimiterFXParams::Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock,
-                                     uint32_t in_uBlockSize)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    if (in_uBlockSize == 0) {
-        fThreshold = -12.0f;
-        fRatio = 10.0f;
-        fRelease = 0.2f;
-        fOutputGain = 1.0f;
-        fLookAhead = 0.01f;
-        fLookAheadDivisor = 1.0f;
-        bHardCeiling = 1;
-        bProcessLFE = 1;
-        bChannelLink = 1;
-        bInfiniteRatio = 1;
-        bLayoutChanged = 1;
-        bRuntimeChanged = 1;
-        return OV_Success;
-    }
-    return SetAllParams(in_pParamsBlock, in_uBlockSize);
-}
-
-OvResult OvPeakLimiterFXParams::Shutdown(IOvMemAlloc* in_pAllocator)
-{
-    OV_ASSERT(in_pAllocator != NULL);
-    OV::Delete(in_pAllocator, this);
     return OV_Success;
 }
 

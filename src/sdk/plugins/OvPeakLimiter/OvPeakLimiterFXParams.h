@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-#include "ov/IOvEffectParams.h"
+#include "ov/OvEffectParamsBase.h"
 
 enum OvPeakLimiterFXParamID : uint16_t {
     OV_PEAKLIMITERFXPARAM_THRESHOLD_ID = 0,
@@ -24,16 +24,20 @@ enum OvPeakLimiterFXParamID : uint16_t {
     OV_PEAKLIMITERFXPARAM_HARDCEILING_ID = 9,
 };
 
-class OvPeakLimiterFXParams final : public IOvEffectParams {
+class OvPeakLimiterFXParams final : public OvEffectParamsBase<OvPeakLimiterFXParams> {
 public:
     // Bytes of a SetAllParams block: six little-endian floats, four bytes.
     static constexpr uint32_t OV_PEAKLIMITERFX_BLOCK_BYTES = 28;
 
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override;
-    OvResult Init(IOvMemAlloc* in_pAllocator, const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
-    OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
+    void MarkAllChanged()
+    {
+        bRuntimeChanged = 1;
+        bLayoutChanged = 1;
+    }
+    // With no block: back to the defaults below, everything marked changed.
+    void InitWithoutBlock() { *this = OvPeakLimiterFXParams(); }
 
     float fThreshold = -12.0f;  // dB
     float fRatio = 10.0f;
