@@ -1,6 +1,8 @@
 // The block of audio that crosses the plug-in interface: planar 32-bit float,
 // channel i at element i * MaxFrames() of one block of memory. The buffer does
-// not own the samples. A plug-in works in place; it may change uValidFrames
+// not own the samples, except a plug-in's internal buffer that took them with
+// AllocateSamples and gives them back with FreeSamples. A plug-in works in
+// place on the block it is handed; it may change uValidFrames
 // (fewer after a latency, more when it plays a tail) and eState.
 //
 // States (eState): OV_BufferHasData for a normal block, OV_BufferEnded when
@@ -11,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ov/IOvMemAlloc.h"
 #include "ov/OvAssert.h"
 #include "ov/OvChannelConfig.h"
 #include "ov/OvCommonDefs.h"
@@ -44,6 +47,15 @@ public:
 
     // The LFE channel, or null when there is none.
     float* GetLFE() const { return HasLFE() ? GetChannel(NumChannels() - 1) : nullptr; }
+
+    // Takes MaxFrames * channels zeroed samples (at least one) from the
+    // allocator and points the buffer at them, no frame valid. Samples the
+    // buffer holds from an earlier AllocateSamples are given back first.
+    OvResult AllocateSamples(IOvMemAlloc* in_pAllocator, OvChannelConfig in_channelConfig, uint16_t in_uMaxFrames);
+
+    // Gives samples from AllocateSamples back to the allocator and leaves the
+    // buffer empty (with no allocator they are only let go).
+    void FreeSamples(IOvMemAlloc* in_pAllocator);
 
     // Zeroes every channel from uValidFrames to MaxFrames(); then all frames are valid.
     void PadToMaxFrames();

@@ -34,40 +34,19 @@ OvResult OvCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_p
     m_fPrevPreGain = m_Values.fPreGain;
     m_fPrevPostGain = m_Values.fPostGain;
 
-    if (AllocateBuffer(m_Buffer, in_format.channelConfig) != OV_Success ||
-        AllocateBuffer(m_KeyBuffer, in_format.channelConfig) != OV_Success)
+    const uint16_t uMaxFrames = uint16_t(m_FXInfo.uMaxFrames);
+    if (m_Buffer.AllocateSamples(m_pAllocator, in_format.channelConfig, uMaxFrames) != OV_Success ||
+        m_KeyBuffer.AllocateSamples(m_pAllocator, in_format.channelConfig, uMaxFrames) != OV_Success)
         return OV_OutOfMemory;
     return OV_Success;
-}
-
-OvResult OvCompressorFX::AllocateBuffer(OvPipelineBuffer& out_buffer, OvChannelConfig in_config)
-{
-    FreeBuffer(out_buffer);
-    const size_t uSamples = size_t(m_FXInfo.uMaxFrames) * m_FXInfo.uNumChannels;
-    float* pData = nullptr;
-    if (uSamples > 0) {
-        pData = static_cast<float*>(m_pAllocator->Malloc(uSamples * sizeof(float)));
-        if (!pData)
-            return OV_OutOfMemory;
-        std::memset(pData, 0, uSamples * sizeof(float));
-    }
-    out_buffer.AttachContiguousDeinterleaved(pData, in_config, uint16_t(m_FXInfo.uMaxFrames), 0);
-    return OV_Success;
-}
-
-void OvCompressorFX::FreeBuffer(OvPipelineBuffer& io_buffer)
-{
-    float* pData = io_buffer.TakeSamples();
-    if (pData && m_pAllocator)
-        m_pAllocator->Free(pData);
 }
 
 OvResult OvCompressorFX::Shutdown(IOvMemAlloc* in_pAllocator)
 {
     OV_ASSERT(in_pAllocator != NULL);
     m_Compressor.Shutdown(in_pAllocator);
-    FreeBuffer(m_Buffer);
-    FreeBuffer(m_KeyBuffer);
+    m_Buffer.FreeSamples(m_pAllocator);
+    m_KeyBuffer.FreeSamples(m_pAllocator);
     OV::Delete(in_pAllocator, this);
     return OV_Success;
 }

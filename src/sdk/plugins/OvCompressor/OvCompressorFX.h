@@ -40,8 +40,6 @@ private:
     void Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey);
     // Copies a whole block into an internal buffer of this effect's size.
     void CopyIn(const OvPipelineBuffer& in_source, OvPipelineBuffer& io_target) const;
-    OvResult AllocateBuffer(OvPipelineBuffer& out_buffer, OvChannelConfig in_config);
-    void FreeBuffer(OvPipelineBuffer& io_buffer);
 
     OvCompressorFXParams* m_pParams = nullptr;
     IOvMemAlloc* m_pAllocator = nullptr;

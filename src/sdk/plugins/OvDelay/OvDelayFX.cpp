@@ -53,12 +53,7 @@ OvResult OvDelayFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pConte
     if (eResult != OV_Success)
         return eResult;
 
-    const size_t uSamples = size_t(m_uMaxFrames) * m_uNumChannels;
-    float* pFeedback = static_cast<float*>(m_pAllocator->Malloc((uSamples ? uSamples : 1) * sizeof(float)));
-    if (!pFeedback)
-        return OV_OutOfMemory;
-    m_feedbackBuffer.AttachContiguousDeinterleaved(pFeedback, in_format.channelConfig, m_uMaxFrames, 0);
-    return OV_Success;
+    return m_feedbackBuffer.AllocateSamples(m_pAllocator, in_format.channelConfig, m_uMaxFrames);
 }
 
 OvResult OvDelayFX::AllocateLines()
@@ -87,8 +82,7 @@ OvResult OvDelayFX::Shutdown(IOvMemAlloc* in_pAllocator)
 {
     OV_ASSERT(in_pAllocator != NULL);
     ShutdownLines();
-    if (float* pFeedback = m_feedbackBuffer.TakeSamples())
-        in_pAllocator->Free(pFeedback);
+    m_feedbackBuffer.FreeSamples(in_pAllocator);
     OV::Delete(in_pAllocator, this);
     return OV_Success;
 }

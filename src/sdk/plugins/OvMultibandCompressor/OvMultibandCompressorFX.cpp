@@ -26,6 +26,7 @@ OvResult OvMultibandCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectCont
     m_Values = m_pParams->m_Params;
 
     const uint16_t uChannels = uint16_t(m_FXInfo.uNumChannels);
+    const uint16_t uMaxFrames = uint16_t(m_FXInfo.uMaxFrames);
     OvResult eResult =
         m_Crossover.Init(m_pAllocator, uChannels, MAX_CROSSOVER_BANDS, m_Values.bFourthOrderCrossover);
     if (eResult != OV_Success)
@@ -43,35 +44,13 @@ OvResult OvMultibandCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectCont
             return eResult;
         m_fPrevBandInputGain[b] = band.fBandInputGain;
         m_fPrevBandOutputGain[b] = band.fBandOutputGain;
-        if (AllocateBuffer(m_BandSignal[b], in_format.channelConfig) != OV_Success ||
-            AllocateBuffer(m_BandKey[b], in_format.channelConfig) != OV_Success)
+        if (m_BandSignal[b].AllocateSamples(m_pAllocator, in_format.channelConfig, uMaxFrames) != OV_Success ||
+            m_BandKey[b].AllocateSamples(m_pAllocator, in_format.channelConfig, uMaxFrames) != OV_Success)
             return OV_OutOfMemory;
     }
     m_fPrevInputGain = m_Values.fInputGain;
     m_fPrevOutputGain = m_Values.fOutputGain;
     return OV_Success;
-}
-
-OvResult OvMultibandCompressorFX::AllocateBuffer(OvPipelineBuffer& out_buffer, OvChannelConfig in_config)
-{
-    FreeBuffer(out_buffer);
-    const size_t uSamples = size_t(m_FXInfo.uMaxFrames) * m_FXInfo.uNumChannels;
-    float* pData = nullptr;
-    if (uSamples > 0) {
-        pData = static_cast<float*>(m_pAllocator->Malloc(uSamples * sizeof(float)));
-        if (!pData)
-            return OV_OutOfMemory;
-        std::memset(pData, 0, uSamples * sizeof(float));
-    }
-    out_buffer.AttachContiguousDeinterleaved(pData, in_config, uint16_t(m_FXInfo.uMaxFrames), 0);
-    return OV_Success;
-}
-
-void OvMultibandCompressorFX::FreeBuffer(OvPipelineBuffer& io_buffer)
-{
-    float* pData = io_buffer.TakeSamples();
-    if (pData && m_pAllocator)
-        m_pAllocator->Free(pData);
 }
 
 OvResult OvMultibandCompressorFX::Shutdown(IOvMemAlloc* in_pAllocator)
@@ -80,8 +59,8 @@ OvResult OvMultibandCompressorFX::Shutdown(IOvMemAlloc* in_pAllocator)
     for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b)
         m_Compressor[b].Shutdown(in_pAllocator);
     for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b) {
-        FreeBuffer(m_BandSignal[b]);
-        FreeBuffer(m_BandKey[b]);
+        m_BandSignal[b].FreeSamples(m_pAllocator);
+        m_BandKey[b].FreeSamples(m_pAllocator);
     }
     m_Crossover.Shutdown(in_pAllocator);
     m_KeyCrossover.Shutdown(in_pAllocator);

@@ -49,8 +49,6 @@ private:
     // Copies n frames of every channel as one run from the block's start into
     // band 0 and marks all bands as holding n frames.
     void LoadBands(const OvPipelineBuffer& in_source, OvPipelineBuffer* io_pBands, uint32_t in_uFrames);
-    OvResult AllocateBuffer(OvPipelineBuffer& out_buffer, OvChannelConfig in_config);
-    void FreeBuffer(OvPipelineBuffer& io_buffer);
 
     OvMultibandCompressorFXParams* m_pParams = nullptr;
     IOvMemAlloc* m_pAllocator = nullptr;
