@@ -26,6 +26,47 @@ inline float HardTarget(float in_fPeak, float in_fCeiling)
     return in_fPeak - in_fCeiling < 0.0f ? 1.0f : in_fCeiling / in_fPeak;
 }
 
+// Smooths the dB level towards its target: attack coefficient while rising
+// (or level), release while falling.
+inline float SmoothDb(float in_fGain, float in_fTarget, float in_fAttackCoef, float in_fReleaseCoef)
+{
+    const float fCoef = (in_fTarget - in_fGain >= 0.0f) ? in_fAttackCoef : in_fReleaseCoef;
+    return in_fTarget + fCoef * (in_fGain - in_fTarget);
+}
+
+// One frame of the peak hold. io_fNextPeak already includes this frame's
+// loudest sample. When the hold has run out or a louder sample came, that
+// sample becomes the peak and is held for the look-ahead; returns true then.
+inline bool HoldPeak(float& io_fPeak, float& io_fNextPeak, uint32_t& io_uHoldFrames, uint32_t in_uLookAheadFrames)
+{
+    if (io_uHoldFrames == 0 || io_fPeak < io_fNextPeak) {
+        io_fPeak = io_fNextPeak;
+        io_fNextPeak = 0.0f;
+        io_uHoldFrames = in_uLookAheadFrames;
+        return true;
+    }
+    --io_uHoldFrames;
+    return false;
+}
+
+// Swaps frame in_uFrame of in_uChannels planar channels with one interleaved
+// frame of the ring; returns io_fNextPeak raised to the loudest sample that
+// went in.
+inline float ExchangeFrame(float* io_pBase, uint32_t in_uStride, uint32_t in_uFrame, float* io_pRingFrame,
+                           uint32_t in_uChannels, float in_fNextPeak)
+{
+    for (uint32_t c = 0; c < in_uChannels; ++c) {
+        float& io = io_pBase[size_t(c) * in_uStride + in_uFrame];
+        const float x = io;
+        io = io_pRingFrame[c];
+        io_pRingFrame[c] = x;
+        const float a = fabsf(x);
+        if (a > in_fNextPeak)
+            in_fNextPeak = a;
+    }
+    return in_fNextPeak;
+}
+
 // Frames from the ring position to the ring's end or to the end of the block.
 inline uint32_t ChunkFrames(uint32_t in_uFramesLeft, uint32_t in_uRingFrames, uint32_t in_uPos)
 {
@@ -256,10 +297,7 @@ void OvPeakLimiterFX::ProcessPerChannelDb(OvPipelineBuffer* io_pBuffer)
         float* pChannel = io_pBuffer->GetChannel(c);
         float* pRing = m_pDelayMem + size_t(c) * L;
         SideChain& sideChain = m_pSideChains[c];
-        float fGain = sideChain.fGain;
-        float fPeak = sideChain.fPeak;
-        float fNextPeak = sideChain.fNextPeak;
-        uint32_t uHoldFrames = sideChain.uHoldFrames;
+        auto [fGain, fPeak, fNextPeak, uHoldFrames] = sideChain;
 
         if (m_bFirstBlock) {
             const uint32_t n = uFrames < L ? uFrames : L;
@@ -283,18 +321,11 @@ void OvPeakLimiterFX::ProcessPerChannelDb(OvPipelineBuffer* io_pBuffer)
                 const float fOut = pR[j];
                 pR[j] = x;
                 const float fAbs = fabsf(x);
-                const float a = fAbs > fNextPeak ? fAbs : fNextPeak;
-                if (uHoldFrames == 0 || a > fPeak) {
-                    fNextPeak = 0.0f;
-                    fTarget = DbOverThreshold(a, fThreshold);
-                    fPeak = a;
-                    uHoldFrames = L;
-                } else {
-                    --uHoldFrames;
-                    fNextPeak = a;
-                }
-                const float fCoef = (fTarget - fGain >= 0.0f) ? fAttackCoef : fReleaseCoef;
-                fGain = fTarget + fCoef * (fGain - fTarget);
+                if (fAbs > fNextPeak)
+                    fNextPeak = fAbs;
+                if (HoldPeak(fPeak, fNextPeak, uHoldFrames, L))
+                    fTarget = DbOverThreshold(fPeak, fThreshold);
+                fGain = SmoothDb(fGain, fTarget, fAttackCoef, fReleaseCoef);
                 pX[j] = fOut * OV::FastPow10(fGain * fRatioFactor * 0.05f);
             }
             i += uChunk;
@@ -302,10 +333,7 @@ void OvPeakLimiterFX::ProcessPerChannelDb(OvPipelineBuffer* io_pBuffer)
             if (uPos == L)
                 uPos = 0;
         }
-        sideChain.fGain = fGain;
-        sideChain.fPeak = fPeak;
-        sideChain.fNextPeak = fNextPeak;
-        sideChain.uHoldFrames = uHoldFrames;
+        sideChain = SideChain{fGain, fPeak, fNextPeak, uHoldFrames};
     }
     m_bFirstBlock = false;
     m_uFramePos = uint32_t((uint64_t(uStartPos) + uFrames) % L);
@@ -329,10 +357,7 @@ void OvPeakLimiterFX::ProcessLinkedDb(OvPipelineBuffer* io_pBuffer)
     const float fReleaseCoef = m_fReleaseCoef;
 
     SideChain& sideChain = m_pSideChains[0];
-    float fGain = sideChain.fGain;
-    float fPeak = sideChain.fPeak;
-    float fNextPeak = sideChain.fNextPeak;
-    uint32_t uHoldFrames = sideChain.uHoldFrames;
+    auto [fGain, fPeak, fNextPeak, uHoldFrames] = sideChain;
 
     if (m_bFirstBlock) {
         const uint32_t n = uFrames < L ? uFrames : L;
@@ -355,31 +380,16 @@ void OvPeakLimiterFX::ProcessLinkedDb(OvPipelineBuffer* io_pBuffer)
         const uint32_t uChunk = ChunkFrames(uFrames - i, L, uPos);
         float* pRing = m_pDelayMem + size_t(uPos) * uRingWidth;
         for (uint32_t f = i; f < i + uChunk; ++f, pRing += uRingWidth) {
-            for (uint32_t c = 0; c < uLimited; ++c) {
-                float& io = pBase[size_t(c) * uStride + f];
-                const float x = io;
-                io = pRing[c];
-                pRing[c] = x;
-                const float a = fabsf(x);
-                if (a > fNextPeak)
-                    fNextPeak = a;
-            }
+            fNextPeak = ExchangeFrame(pBase, uStride, f, pRing, uLimited, fNextPeak);
             if (T_EXCLUDE_LFE) {
                 float& io = pBase[size_t(uLimited) * uStride + f];
                 const float x = io;
                 io = pRing[uLimited];
                 pRing[uLimited] = x;
             }
-            if (uHoldFrames == 0 || fPeak < fNextPeak) {
-                fPeak = fNextPeak;
-                fNextPeak = 0.0f;
-                uHoldFrames = L;
+            if (HoldPeak(fPeak, fNextPeak, uHoldFrames, L))
                 fTarget = DbOverThreshold(fPeak, fThreshold);
-            } else {
-                --uHoldFrames;
-            }
-            const float fCoef = (fTarget - fGain >= 0.0f) ? fAttackCoef : fReleaseCoef;
-            fGain = fTarget + fCoef * (fGain - fTarget);
+            fGain = SmoothDb(fGain, fTarget, fAttackCoef, fReleaseCoef);
             const float fFactor = OV::FastPow10(fGain * fRatioFactor * 0.05f);
             for (uint32_t c = 0; c < uLimited; ++c)
                 pBase[size_t(c) * uStride + f] *= fFactor;
@@ -391,10 +401,7 @@ void OvPeakLimiterFX::ProcessLinkedDb(OvPipelineBuffer* io_pBuffer)
     }
     m_uFramePos = uPos;
     OV_ASSERT(m_uFramePos <= m_uLookAheadFrames);
-    sideChain.fGain = fGain;
-    sideChain.fPeak = fPeak;
-    sideChain.fNextPeak = fNextPeak;
-    sideChain.uHoldFrames = uHoldFrames;
+    sideChain = SideChain{fGain, fPeak, fNextPeak, uHoldFrames};
 }
 
 template <uint32_t T_NUM_CHANNELS>
@@ -410,10 +417,7 @@ void OvPeakLimiterFX::ProcessHard(OvPipelineBuffer* io_pBuffer)
     const float fReleaseFrames = m_pParams->fRelease * float(m_format.uSampleRate);
 
     SideChain& sideChain = m_pSideChains[0];
-    float fGain = sideChain.fGain;
-    float fPeak = sideChain.fPeak;
-    float fNextPeak = sideChain.fNextPeak;
-    uint32_t uHoldFrames = sideChain.uHoldFrames;
+    auto [fGain, fPeak, fNextPeak, uHoldFrames] = sideChain;
     float fAttackStep = m_fAttackCoef;
     float fReleaseStep = m_fReleaseCoef;
 
@@ -437,20 +441,9 @@ void OvPeakLimiterFX::ProcessHard(OvPipelineBuffer* io_pBuffer)
         const uint32_t uChunk = ChunkFrames(uFrames - i, L, uPos);
         float* pRing = m_pDelayMem + size_t(uPos) * uChannels;
         for (uint32_t f = i; f < i + uChunk; ++f, pRing += uChannels) {
-            for (uint32_t c = 0; c < uChannels; ++c) {
-                float& io = pBase[size_t(c) * uStride + f];
-                const float x = io;
-                io = pRing[c];
-                pRing[c] = x;
-                const float a = fabsf(x);
-                if (a > fNextPeak)
-                    fNextPeak = a;
-            }
-            if (uHoldFrames == 0 || fPeak < fNextPeak) {
-                fPeak = fNextPeak;
-                fNextPeak = 0.0f;
+            fNextPeak = ExchangeFrame(pBase, uStride, f, pRing, uChannels, fNextPeak);
+            if (HoldPeak(fPeak, fNextPeak, uHoldFrames, L)) {
                 fTarget = HardTarget(fPeak, fCeiling);
-                uHoldFrames = L;
                 // Straight lines: down so as to arrive as the peak leaves the
                 // delay, up over the release time. Written as comparisons so
                 // that a 0/0 step is ignored.
@@ -465,8 +458,6 @@ void OvPeakLimiterFX::ProcessHard(OvPipelineBuffer* io_pBuffer)
                         fAttackStep = fStep;
                     fReleaseStep = 0.0f;
                 }
-            } else {
-                --uHoldFrames;
             }
             if (fGain <= fTarget) {
                 const float fNext = fGain + fReleaseStep;
@@ -492,10 +483,7 @@ void OvPeakLimiterFX::ProcessHard(OvPipelineBuffer* io_pBuffer)
     }
     m_uFramePos = uPos;
     OV_ASSERT(m_uFramePos <= m_uLookAheadFrames);
-    sideChain.fGain = fGain;
-    sideChain.fPeak = fPeak;
-    sideChain.fNextPeak = fNextPeak;
-    sideChain.uHoldFrames = uHoldFrames;
+    sideChain = SideChain{fGain, fPeak, fNextPeak, uHoldFrames};
     m_fAttackCoef = fAttackStep;
     m_fReleaseCoef = fReleaseStep;
 }
