@@ -38,33 +38,11 @@ void TremoloProcessorImpl::ReleaseTable()
 
 bool TremoloProcessorImpl::Init(uint32_t maxFrames_, uint32_t channels_, uint32_t sampleRate_)
 {
-    if (maxFrames_ == 0 || channels_ == 0 || sampleRate_ == 0)
+    if (!InitSettings(maxFrames_, channels_, sampleRate_))
         return false;
     ReleaseTable();
-    freq = freqApplied = range = rangeApplied = 0.0;
+    rangeApplied = 0.0;
     gainTableIndex = 0;
-    maxFrames = maxFrames_;
-    channels = channels_;
-    sampleRate = sampleRate_;
-    return true;
-}
-
-void TremoloProcessorImpl::SetBypass(bool bypass_)
-{
-    bypass = bypass_;
-}
-
-void TremoloProcessorImpl::Reset()
-{
-    resetPending = true;
-}
-
-bool TremoloProcessorImpl::SetParams(double freq_, double range_)
-{
-    if (!(freq_ >= 1.0 && freq_ <= 1000.0 && range_ > 0.0 && range_ < 1.0))
-        return false;
-    freq = freq_;
-    range = range_;
     return true;
 }
 
@@ -109,15 +87,9 @@ void TremoloProcessorImpl::Process(float* samples, bool* /*draining*/, uint32_t*
     }
     if (!gainTable)
         return;
-    if (bypassPrev != bypass) {
-        // Leaving bypass restarts the table; entering it does not.
-        resetPending = bypassPrev;
-        bypassPrev = bypass;
-    }
-    if (resetPending) {
-        resetPending = false;
+    TakeBypassChange();
+    if (TakeResetPending())
         gainTableIndex = 0;
-    }
     const uint32_t count = *frames < maxFrames ? *frames : maxFrames;
     const double* const gains = gainTable;
     const uint32_t length = gainTableLength;

@@ -7,9 +7,10 @@
 
 #include <cstdint>
 
+#include "effects/SineModulationProcessor.h"
 #include "effects/TremoloProcessor.h"
 
-class TremoloProcessorImpl final : public TremoloProcessor {
+class TremoloProcessorImpl final : public SineModulationProcessor<TremoloProcessor> {
 public:
     // Returns a new instance, or null when out of memory.
     static TremoloProcessor* Create();
@@ -17,9 +18,6 @@ public:
     bool Init(uint32_t maxFrames, uint32_t channels, uint32_t sampleRate) override;
     void Destroy() override;
     void Process(float* samples, bool* draining, uint32_t* frames) override;
-    void SetBypass(bool bypass) override;
-    void Reset() override;
-    bool SetParams(double freq, double range) override;
 
     virtual ~TremoloProcessorImpl();
 
@@ -28,17 +26,8 @@ private:
     bool BuildGainTable();
     void ReleaseTable();
 
-    bool bypass = true;
-    bool bypassPrev = true;
-    uint32_t maxFrames = 0;
-    uint32_t sampleRate = 0;
-    uint32_t channels = 0;
-    double freq = 0.0;
-    double freqApplied = 0.0;
-    double range = 0.0;
     double rangeApplied = 0.0;
     double* gainTable = nullptr;
     uint32_t gainTableLength = 0;
     uint32_t gainTableIndex = 0;
-    bool resetPending = false;
 };

@@ -46,13 +46,9 @@ void VibratoProcessorImpl::ReleaseAll()
 
 bool VibratoProcessorImpl::Init(uint32_t maxFrames_, uint32_t channels_, uint32_t sampleRate_)
 {
-    if (maxFrames_ == 0 || channels_ == 0 || sampleRate_ == 0)
+    if (!InitSettings(maxFrames_, channels_, sampleRate_))
         return false;
     ReleaseAll();
-    freq = freqApplied = range = 0.0;
-    maxFrames = maxFrames_;
-    channels = channels_;
-    sampleRate = sampleRate_;
     const uint32_t length = uint32_t(double(sampleRate) * kRingSeconds);
     // Below 200 Hz the ring would be empty: the effect then stays without a
     // ring and passes audio unchanged.
@@ -68,25 +64,6 @@ bool VibratoProcessorImpl::Init(uint32_t maxFrames_, uint32_t channels_, uint32_
     for (uint32_t c = 0; c < channels; ++c)
         ringBuffers[c] = storage + size_t(c) * length;
     ringLength = length;
-    return true;
-}
-
-void VibratoProcessorImpl::SetBypass(bool bypass_)
-{
-    bypass = bypass_;
-}
-
-void VibratoProcessorImpl::Reset()
-{
-    resetPending = true;
-}
-
-bool VibratoProcessorImpl::SetParams(double freq_, double range_)
-{
-    if (!(freq_ >= 1.0 && freq_ <= 1000.0 && range_ > 0.0 && range_ < 1.0))
-        return false;
-    freq = freq_;
-    range = range_;
     return true;
 }
 
@@ -130,15 +107,9 @@ void VibratoProcessorImpl::Process(float* samples, bool* /*draining*/, uint32_t*
     }
     if (!delayTable)
         return;
-    bool crossfade = false;
-    if (bypassPrev != bypass) {
-        crossfade = true;
-        // Leaving bypass restarts the positions; the ring keeps what it held.
-        resetPending = bypassPrev;
-        bypassPrev = bypass;
-    }
-    if (resetPending) {
-        resetPending = false;
+    // A restart resets the positions; the ring keeps what it held.
+    const bool crossfade = TakeBypassChange();
+    if (TakeResetPending()) {
         ringWriteIndex = 0;
         delayTableIndex = 0;
     }

@@ -9,9 +9,10 @@
 
 #include <cstdint>
 
+#include "effects/SineModulationProcessor.h"
 #include "effects/VibratoProcessor.h"
 
-class VibratoProcessorImpl final : public VibratoProcessor {
+class VibratoProcessorImpl final : public SineModulationProcessor<VibratoProcessor> {
 public:
     // Returns a new instance, or null when out of memory.
     static VibratoProcessor* Create();
@@ -19,9 +20,6 @@ public:
     bool Init(uint32_t maxFrames, uint32_t channels, uint32_t sampleRate) override;
     void Destroy() override;
     void Process(float* samples, bool* draining, uint32_t* frames) override;
-    void SetBypass(bool bypass) override;
-    void Reset() override;
-    bool SetParams(double freq, double range) override;
 
     virtual ~VibratoProcessorImpl();
 
@@ -30,19 +28,10 @@ private:
     bool BuildDelayTable();
     void ReleaseAll();
 
-    bool bypass = true;
-    bool bypassPrev = true;
-    uint32_t maxFrames = 0;
-    uint32_t sampleRate = 0;
-    uint32_t channels = 0;
-    double freq = 0.0;
-    double freqApplied = 0.0;
-    double range = 0.0;
     double** ringBuffers = nullptr;  // ringBuffers[0] owns the storage of all channels
     uint32_t ringLength = 0;
     uint32_t ringWriteIndex = 0;
     double* delayTable = nullptr;
     uint32_t delayTableLength = 0;
     uint32_t delayTableIndex = 0;
-    bool resetPending = false;
 };

@@ -1,0 +1,69 @@
+// Settings and bypass bookkeeping shared by the sine-modulated effects
+// (tremolo, vibrato). Frequency (1 to 1000 Hz) and range (0 to 1, both ends
+// excluded) are stored by SetParams and applied by the effect at the top of
+// its next block. Leaving bypass, or Reset, asks the effect to restart its
+// table positions at the next block. TInterface is the effect's interface.
+#pragma once
+
+#include <cstdint>
+
+template <class TInterface>
+class SineModulationProcessor : public TInterface {
+public:
+    void SetBypass(bool bypass_) override { bypass = bypass_; }
+    void Reset() override { resetPending = true; }
+
+    bool SetParams(double freq_, double range_) override
+    {
+        if (!(freq_ >= 1.0 && freq_ <= 1000.0 && range_ > 0.0 && range_ < 1.0))
+            return false;
+        freq = freq_;
+        range = range_;
+        return true;
+    }
+
+protected:
+    // Stores the format and clears the settings; false, storing nothing, when
+    // any of them is zero.
+    bool InitSettings(uint32_t maxFrames_, uint32_t channels_, uint32_t sampleRate_)
+    {
+        if (maxFrames_ == 0 || channels_ == 0 || sampleRate_ == 0)
+            return false;
+        freq = freqApplied = range = 0.0;
+        maxFrames = maxFrames_;
+        channels = channels_;
+        sampleRate = sampleRate_;
+        return true;
+    }
+
+    // Takes a change of bypass into account; true when there was one.
+    // Leaving bypass asks for a restart, entering it does not.
+    bool TakeBypassChange()
+    {
+        if (bypassPrev == bypass)
+            return false;
+        resetPending = bypassPrev;
+        bypassPrev = bypass;
+        return true;
+    }
+
+    // True once after a restart was asked for.
+    bool TakeResetPending()
+    {
+        const bool pending = resetPending;
+        resetPending = false;
+        return pending;
+    }
+
+    bool bypass = true;
+    bool bypassPrev = true;
+    uint32_t maxFrames = 0;
+    uint32_t sampleRate = 0;
+    uint32_t channels = 0;
+    double freq = 0.0;         // Hz, as last set
+    double freqApplied = 0.0;  // Hz, as the table was built for
+    double range = 0.0;
+
+private:
+    bool resetPending = false;
+};
