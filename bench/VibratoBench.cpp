@@ -1,8 +1,5 @@
 // Vibrato cost per stereo frame at 44.1 kHz, blocks of 2048 frames.
-#include <benchmark/benchmark.h>
-
-#include <cmath>
-#include <vector>
+#include "ModulationBench.h"
 
 #include "effects/VibratoProcessorImpl.h"
 
@@ -10,25 +7,7 @@ namespace {
 
 void BM_VibratoStereo(benchmark::State& state)
 {
-    const uint32_t frames = 2048;
-    VibratoProcessor* fx = VibratoProcessorImpl::Create();
-    fx->Init(frames, 2, 44100);
-    fx->SetParams(5.0, 0.5);
-    fx->SetBypass(false);
-    std::vector<float> block(frames * 2);
-    for (size_t n = 0; n < block.size(); ++n)
-        block[n] = float(0.5 * std::sin(double(n) * 0.05));
-    bool draining = false;
-    for (auto _ : state) {
-        uint32_t count = frames;
-        fx->Process(block.data(), &draining, &count);
-        benchmark::ClobberMemory();
-    }
-    const double total = double(state.iterations()) * frames;
-    state.counters["s/frame"] =
-        benchmark::Counter(total, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(total / 44100.0, benchmark::Counter::kIsRate);
-    fx->Destroy();
+    modulationbench::RunStereo(state, VibratoProcessorImpl::Create(), 5.0);
 }
 BENCHMARK(BM_VibratoStereo);
 
