@@ -1,27 +1,9 @@
 #include "sdk/plugins/OvCompressor/OvCompressorFXParams.h"
 
-#include <cmath>
 #include <cstring>
 
 #include "ov/OvAssert.h"
-
-namespace {
-
-float DbToLinear(float in_fDb)
-{
-    return powf(10.0f, in_fDb * 0.05f);
-}
-
-float ReadFloat(const uint8_t* in_pBytes)
-{
-    const uint32_t uBits = uint32_t(in_pBytes[0]) | (uint32_t(in_pBytes[1]) << 8) |
-                           (uint32_t(in_pBytes[2]) << 16) | (uint32_t(in_pBytes[3]) << 24);
-    float fValue;
-    std::memcpy(&fValue, &uBits, sizeof fValue);
-    return fValue;
-}
-
-}  // namespace
+#include "ov/OvParamValues.h"
 
 OvResult OvCompressorFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize)
 {
@@ -48,13 +30,13 @@ OvResult OvCompressorFXParams::SetParam(uint16_t in_uID, const void* in_pValue, 
     case OV_COMPRESSORFXPARAM_CHANNELLINK_ID:
         m_Params.bChannelLink = *static_cast<const uint8_t*>(in_pValue) != 0;
         break;
-    case OV_COMPRESSORFXPARAM_PREGAIN_ID: m_Params.fPreGain = DbToLinear(fValue); break;
+    case OV_COMPRESSORFXPARAM_PREGAIN_ID: m_Params.fPreGain = OV::DbToLinear(fValue); break;
     case OV_COMPRESSORFXPARAM_THRESHOLD_ID: m_Params.fThreshold = fValue; break;
     case OV_COMPRESSORFXPARAM_RATIO_ID: m_Params.fRatio = fValue; break;
     case OV_COMPRESSORFXPARAM_ATTACK_ID: m_Params.fAttack = fValue; break;
     case OV_COMPRESSORFXPARAM_RELEASE_ID: m_Params.fRelease = fValue; break;
     case OV_COMPRESSORFXPARAM_RANGE_ID: m_Params.fRange = fValue; break;
-    case OV_COMPRESSORFXPARAM_POSTGAIN_ID: m_Params.fPostGain = DbToLinear(fValue); break;
+    case OV_COMPRESSORFXPARAM_POSTGAIN_ID: m_Params.fPostGain = OV::DbToLinear(fValue); break;
     default: break;
     }
     m_ParamChangeHandler.MarkChanged(in_uID);
@@ -67,13 +49,13 @@ OvResult OvCompressorFXParams::SetAllParams(const void* in_pParamsBlock, uint32_
     if (!in_pParamsBlock || in_uBlockSize < OV_COMPRESSORFXPARAM_BLOCK_BYTES)
         return OV_BadParameter;
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
-    m_Params.fPreGain = DbToLinear(ReadFloat(p + 0));
-    m_Params.fThreshold = ReadFloat(p + 4);
-    m_Params.fRatio = ReadFloat(p + 8);
-    m_Params.fAttack = ReadFloat(p + 12);
-    m_Params.fRelease = ReadFloat(p + 16);
-    m_Params.fRange = ReadFloat(p + 20);
-    m_Params.fPostGain = DbToLinear(ReadFloat(p + 24));
+    m_Params.fPreGain = OV::DbToLinear(OV::ReadLE<float>(p + 0));
+    m_Params.fThreshold = OV::ReadLE<float>(p + 4);
+    m_Params.fRatio = OV::ReadLE<float>(p + 8);
+    m_Params.fAttack = OV::ReadLE<float>(p + 12);
+    m_Params.fRelease = OV::ReadLE<float>(p + 16);
+    m_Params.fRange = OV::ReadLE<float>(p + 20);
+    m_Params.fPostGain = OV::DbToLinear(OV::ReadLE<float>(p + 24));
     m_Params.bProcessLFE = p[28] != 0;
     m_Params.bChannelLink = p[29] != 0;
     const uint32_t uLeft = in_uBlockSize - OV_COMPRESSORFXPARAM_BLOCK_BYTES;

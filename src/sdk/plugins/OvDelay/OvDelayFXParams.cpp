@@ -1,25 +1,7 @@
 #include "sdk/plugins/OvDelay/OvDelayFXParams.h"
 
-#include <cmath>
-#include <cstring>
-
 #include "ov/OvAssert.h"
-
-namespace {
-
-float ReadFloat(const uint8_t* in_pBytes)
-{
-    float fValue;
-    std::memcpy(&fValue, in_pBytes, sizeof fValue);
-    return fValue;
-}
-
-float DbToLinear(float in_fDb)
-{
-    return powf(10.0f, in_fDb * 0.05f);
-}
-
-}  // namespace
+#include "ov/OvParamValues.h"
 
 OvResult OvDelayFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize)
 {
@@ -29,16 +11,16 @@ OvResult OvDelayFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint3
     }
     if (in_uSize < sizeof(float))
         return OV_BadParameter;
-    const float fValue = ReadFloat(static_cast<const uint8_t*>(in_pValue));
+    const float fValue = OV::ReadLE<float>(in_pValue);
     switch (in_uID) {
     case OV_DELAYFXPARAM_DELAYTIME_ID:
         fDelayTime = fValue;
         break;
     case OV_DELAYFXPARAM_DRYLEVEL_ID:
-        fDryLevel = DbToLinear(fValue);
+        fDryLevel = OV::DbToLinear(fValue);
         break;
     case OV_DELAYFXPARAM_WETLEVEL_ID:
-        fWetLevel = DbToLinear(fValue);
+        fWetLevel = OV::DbToLinear(fValue);
         break;
     case OV_DELAYFXPARAM_FEEDBACK_ID:
         fFeedback = fValue;
@@ -59,10 +41,10 @@ OvResult OvDelayFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t in_
     const uint8_t* pBytes = static_cast<const uint8_t*>(in_pParamsBlock);
     // The first value goes through the dB conversion although SetParam takes
     // milliseconds; intended.
-    fDelayTime = DbToLinear(ReadFloat(pBytes));
-    fFeedback = ReadFloat(pBytes + 4);
-    fDryLevel = DbToLinear(ReadFloat(pBytes + 8));
-    fWetLevel = DbToLinear(ReadFloat(pBytes + 12));
+    fDelayTime = OV::DbToLinear(OV::ReadLE<float>(pBytes));
+    fFeedback = OV::ReadLE<float>(pBytes + 4);
+    fDryLevel = OV::DbToLinear(OV::ReadLE<float>(pBytes + 8));
+    fWetLevel = OV::DbToLinear(OV::ReadLE<float>(pBytes + 12));
     const OvResult eResult = OV_Success;
     // Bytes left over mean the block does not fit this parameter set.
     const uint32_t uBytesLeft = in_uBlockSize - OV_DELAYFX_BLOCK_BYTES;

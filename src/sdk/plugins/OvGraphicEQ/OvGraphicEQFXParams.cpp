@@ -1,27 +1,9 @@
 #include "sdk/plugins/OvGraphicEQ/OvGraphicEQFXParams.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstring>
 
 #include "ov/OvAssert.h"
-
-namespace {
-
-template <class T>
-T ReadLE(const uint8_t* in_pBytes)
-{
-    T value;
-    std::memcpy(&value, in_pBytes, sizeof(T));
-    return value;
-}
-
-float DbToLinear(float in_fDb)
-{
-    return std::pow(10.0f, in_fDb * 0.05f);
-}
-
-}  // namespace
+#include "ov/OvParamValues.h"
 
 OvResult OvGraphicEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize)
 {
@@ -35,14 +17,14 @@ OvResult OvGraphicEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue, u
         return OV_BadParameter;  // nothing to read: refused
     const uint8_t* p = static_cast<const uint8_t*>(in_pValue);
     switch (in_uID) {
-    case OV_GRAPHICEQ_ID_STARTFREQUENCY: m_Params.fStartFrequency = ReadLE<float>(p); break;
-    case OV_GRAPHICEQ_ID_BANDWIDTH: m_Params.fBandwidth = ReadLE<float>(p); break;
-    case OV_GRAPHICEQ_ID_OUTPUTGAIN: m_Params.fOutputGain = DbToLinear(ReadLE<float>(p)); break;
-    case OV_GRAPHICEQ_ID_LOWSHELFQ: m_Params.fLowShelfQ = ReadLE<float>(p); break;
-    case OV_GRAPHICEQ_ID_HIGHSHELFQ: m_Params.fHighShelfQ = ReadLE<float>(p); break;
-    case OV_GRAPHICEQ_ID_NUMBANDS: m_Params.uNumBands = ReadLE<uint32_t>(p); break;
+    case OV_GRAPHICEQ_ID_STARTFREQUENCY: m_Params.fStartFrequency = OV::ReadLE<float>(p); break;
+    case OV_GRAPHICEQ_ID_BANDWIDTH: m_Params.fBandwidth = OV::ReadLE<float>(p); break;
+    case OV_GRAPHICEQ_ID_OUTPUTGAIN: m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p)); break;
+    case OV_GRAPHICEQ_ID_LOWSHELFQ: m_Params.fLowShelfQ = OV::ReadLE<float>(p); break;
+    case OV_GRAPHICEQ_ID_HIGHSHELFQ: m_Params.fHighShelfQ = OV::ReadLE<float>(p); break;
+    case OV_GRAPHICEQ_ID_NUMBANDS: m_Params.uNumBands = OV::ReadLE<uint32_t>(p); break;
     case OV_GRAPHICEQ_ID_SHELVES: m_Params.bShelves = p[0]; break;
-    default: m_Params.fBandGain[in_uID - OV_GRAPHICEQ_ID_BANDGAIN0] = ReadLE<float>(p); break;
+    default: m_Params.fBandGain[in_uID - OV_GRAPHICEQ_ID_BANDGAIN0] = OV::ReadLE<float>(p); break;
     }
     m_ParamChangeHandler.MarkChanged(in_uID);
     return OV_Success;
@@ -54,19 +36,19 @@ OvResult OvGraphicEQFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t
     if (in_pParamsBlock == nullptr || in_uBlockSize < kHeaderBytes)
         return OV_BadParameter;
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
-    const uint32_t uNumBands = ReadLE<uint32_t>(p + 21);
+    const uint32_t uNumBands = OV::ReadLE<uint32_t>(p + 21);
     const uint32_t uGainsRead = std::min(uNumBands, OV_GRAPHICEQ_MAX_BANDS);
     if (in_uBlockSize < kHeaderBytes + 4 * uGainsRead)
         return OV_BadParameter;
-    m_Params.fStartFrequency = ReadLE<float>(p);
-    m_Params.fBandwidth = ReadLE<float>(p + 4);
-    m_Params.fOutputGain = DbToLinear(ReadLE<float>(p + 8));
-    m_Params.fLowShelfQ = ReadLE<float>(p + 12);
-    m_Params.fHighShelfQ = ReadLE<float>(p + 16);
+    m_Params.fStartFrequency = OV::ReadLE<float>(p);
+    m_Params.fBandwidth = OV::ReadLE<float>(p + 4);
+    m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p + 8));
+    m_Params.fLowShelfQ = OV::ReadLE<float>(p + 12);
+    m_Params.fHighShelfQ = OV::ReadLE<float>(p + 16);
     m_Params.bShelves = p[20];
     m_Params.uNumBands = uNumBands;
     for (uint32_t i = 0; i < uGainsRead; ++i)
-        m_Params.fBandGain[i] = ReadLE<float>(p + kHeaderBytes + 4 * i);
+        m_Params.fBandGain[i] = OV::ReadLE<float>(p + kHeaderBytes + 4 * i);
     m_ParamChangeHandler.MarkAllChanged();
     OV_ASSERT_TEXT(in_uBlockSize == kHeaderBytes + 4 * uGainsRead, "in_ulBlockSize == 0 || eResult != OV_Success");
     return OV_Success;

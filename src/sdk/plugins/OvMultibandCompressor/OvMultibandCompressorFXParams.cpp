@@ -1,42 +1,23 @@
 #include "sdk/plugins/OvMultibandCompressor/OvMultibandCompressorFXParams.h"
 
-#include <cmath>
 #include <cstring>
 
 #include "ov/OvAssert.h"
+#include "ov/OvParamValues.h"
 
 namespace {
-
-float DbToLinear(float in_fDb)
-{
-    return powf(10.0f, in_fDb * 0.05f);
-}
-
-uint32_t ReadU32(const uint8_t* in_pBytes)
-{
-    return uint32_t(in_pBytes[0]) | (uint32_t(in_pBytes[1]) << 8) | (uint32_t(in_pBytes[2]) << 16) |
-           (uint32_t(in_pBytes[3]) << 24);
-}
-
-float ReadFloat(const uint8_t* in_pBytes)
-{
-    const uint32_t uBits = ReadU32(in_pBytes);
-    float fValue;
-    std::memcpy(&fValue, &uBits, sizeof fValue);
-    return fValue;
-}
 
 // Stores one band field; in_uField is the offset within the band's IDs.
 void SetBandField(OvMultibandCompressorBand& io_band, uint32_t in_uField, float in_fValue)
 {
     switch (in_uField) {
-    case OV_MBCFXPARAM_BAND_INPUTGAIN: io_band.fBandInputGain = DbToLinear(in_fValue); break;
+    case OV_MBCFXPARAM_BAND_INPUTGAIN: io_band.fBandInputGain = OV::DbToLinear(in_fValue); break;
     case OV_MBCFXPARAM_BAND_THRESHOLD: io_band.fThreshold = in_fValue; break;
     case OV_MBCFXPARAM_BAND_RATIO: io_band.fRatio = in_fValue; break;
     case OV_MBCFXPARAM_BAND_ATTACK: io_band.fAttack = in_fValue; break;
     case OV_MBCFXPARAM_BAND_RELEASE: io_band.fRelease = in_fValue; break;
     case OV_MBCFXPARAM_BAND_RANGE: io_band.fRange = in_fValue; break;
-    case OV_MBCFXPARAM_BAND_OUTPUTGAIN: io_band.fBandOutputGain = DbToLinear(in_fValue); break;
+    case OV_MBCFXPARAM_BAND_OUTPUTGAIN: io_band.fBandOutputGain = OV::DbToLinear(in_fValue); break;
     default: break;
     }
 }
@@ -69,12 +50,12 @@ OvResult OvMultibandCompressorFXParams::SetParam(uint16_t in_uID, const void* in
         m_Params.fCrossover[in_uID - OV_MBCFXPARAM_CROSSOVER0_ID] = fValue;
     } else {
         switch (in_uID) {
-        case OV_MBCFXPARAM_OUTPUTGAIN_ID: m_Params.fOutputGain = DbToLinear(fValue); break;
+        case OV_MBCFXPARAM_OUTPUTGAIN_ID: m_Params.fOutputGain = OV::DbToLinear(fValue); break;
         case OV_MBCFXPARAM_PROCESSLFE_ID: m_Params.bProcessLFE = *p != 0; break;
         case OV_MBCFXPARAM_CHANNELLINK_ID: m_Params.bChannelLink = *p != 0; break;
         case OV_MBCFXPARAM_FOURTHORDER_ID: m_Params.bFourthOrderCrossover = *p != 0; break;
         case OV_MBCFXPARAM_NUMBANDS_ID: std::memcpy(&m_Params.uNumBands, p, 4); break;
-        case OV_MBCFXPARAM_INPUTGAIN_ID: m_Params.fInputGain = DbToLinear(fValue); break;
+        case OV_MBCFXPARAM_INPUTGAIN_ID: m_Params.fInputGain = OV::DbToLinear(fValue); break;
         default: break;
         }
     }
@@ -90,15 +71,15 @@ OvResult OvMultibandCompressorFXParams::SetAllParams(const void* in_pParamsBlock
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
     for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b)
         for (uint32_t k = 0; k < OV_MBCFXPARAM_BAND_STRIDE; ++k)
-            SetBandField(m_Params.band[b], k, ReadFloat(p + 28 * b + 4 * k));
+            SetBandField(m_Params.band[b], k, OV::ReadLE<float>(p + 28 * b + 4 * k));
     for (uint32_t e = 0; e < OV_MULTIBANDCOMPRESSOR_NUM_EDGES; ++e)
-        m_Params.fCrossover[e] = ReadFloat(p + 140 + 4 * e);
-    m_Params.fOutputGain = DbToLinear(ReadFloat(p + 156));
+        m_Params.fCrossover[e] = OV::ReadLE<float>(p + 140 + 4 * e);
+    m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p + 156));
     m_Params.bProcessLFE = p[160] != 0;
     m_Params.bChannelLink = p[161] != 0;
     m_Params.bFourthOrderCrossover = p[162] != 0;
-    m_Params.uNumBands = ReadU32(p + 163);
-    m_Params.fInputGain = DbToLinear(ReadFloat(p + 167));
+    m_Params.uNumBands = OV::ReadLE<uint32_t>(p + 163);
+    m_Params.fInputGain = OV::DbToLinear(OV::ReadLE<float>(p + 167));
     const uint32_t uLeft = in_uBlockSize - OV_MBCFXPARAM_BLOCK_BYTES;
     OV_ASSERT_TEXT(uLeft == 0, "in_ulBlockSize == 0 || eResult != OV_Success");
     m_ParamChangeHandler.MarkAllChanged();

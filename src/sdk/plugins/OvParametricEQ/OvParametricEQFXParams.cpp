@@ -4,20 +4,12 @@
 #include <cstring>
 
 #include "ov/OvAssert.h"
+#include "ov/OvParamValues.h"
 
 namespace {
 
 constexpr float kMinGainDb = -24.0f;
 constexpr float kMaxGainDb = 24.0f;
-
-template <class T>
-T ReadLE(const uint8_t* in_pBytes)
-{
-    // The blocks are little-endian, as is every target of this library.
-    T value;
-    std::memcpy(&value, in_pBytes, sizeof(T));
-    return value;
-}
 
 }  // namespace
 
@@ -56,7 +48,7 @@ OvResult OvParametricEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue
     const uint8_t* pBytes = static_cast<const uint8_t*>(in_pValue);
 
     if (in_uID == OV_PARAMETRICEQ_ID_OUTPUTGAIN) {
-        fOutputGain = std::clamp(ReadLE<float>(pBytes), kMinGainDb, kMaxGainDb);
+        fOutputGain = std::clamp(OV::ReadLE<float>(pBytes), kMinGainDb, kMaxGainDb);
         return OV_Success;
     }
     if (in_uID == OV_PARAMETRICEQ_ID_PROCESSLFE) {
@@ -66,10 +58,10 @@ OvResult OvParametricEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue
     const uint32_t ulBandNum = in_uID / 5;
     OvParametricEQBandParams& band = m_Bands[ulBandNum];
     switch (field) {
-    case 0: band.FilterType = ReadLE<uint32_t>(pBytes); break;
-    case 1: band.fGain = std::clamp(ReadLE<float>(pBytes), kMinGainDb, kMaxGainDb); break;
-    case 2: band.fFrequency = ReadLE<float>(pBytes); break;
-    case 3: band.fQ = ReadLE<float>(pBytes); break;
+    case 0: band.FilterType = OV::ReadLE<uint32_t>(pBytes); break;
+    case 1: band.fGain = std::clamp(OV::ReadLE<float>(pBytes), kMinGainDb, kMaxGainDb); break;
+    case 2: band.fFrequency = OV::ReadLE<float>(pBytes); break;
+    case 3: band.fQ = OV::ReadLE<float>(pBytes); break;
     default: band.bOn = pBytes[0]; break;
     }
     OV_ASSERT(ulBandNum <= BAND9);
@@ -84,13 +76,13 @@ OvResult OvParametricEQFXParams::SetAllParams(const void* in_pParamsBlock, uint3
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
     for (uint32_t n = BAND1; n <= BAND3; ++n) {
         const uint8_t* band = p + 17 * n;
-        m_Bands[n].FilterType = ReadLE<uint32_t>(band);
-        m_Bands[n].fGain = ReadLE<float>(band + 4);
-        m_Bands[n].fFrequency = ReadLE<float>(band + 8);
-        m_Bands[n].fQ = ReadLE<float>(band + 12);
+        m_Bands[n].FilterType = OV::ReadLE<uint32_t>(band);
+        m_Bands[n].fGain = OV::ReadLE<float>(band + 4);
+        m_Bands[n].fFrequency = OV::ReadLE<float>(band + 8);
+        m_Bands[n].fQ = OV::ReadLE<float>(band + 12);
         m_Bands[n].bOn = band[16];
     }
-    fOutputGain = ReadLE<float>(p + 51);
+    fOutputGain = OV::ReadLE<float>(p + 51);
     bProcessLFE = p[55];
     ResetUpperBands();
     SetAllBandsChanged();

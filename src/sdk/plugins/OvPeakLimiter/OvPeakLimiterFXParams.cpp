@@ -1,18 +1,9 @@
 #include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFXParams.h"
 
-#include <cmath>
-#include <cstring>
-
 #include "ov/OvAssert.h"
+#include "ov/OvParamValues.h"
 
 namespace {
-
-float ReadFloat(const uint8_t* in_pBytes)
-{
-    float fValue;
-    std::memcpy(&fValue, in_pBytes, sizeof fValue);
-    return fValue;
-}
 
 float Clamp(float in_fValue, float in_fMin, float in_fMax)
 {
@@ -34,27 +25,27 @@ OvResult OvPeakLimiterFXParams::SetParam(uint16_t in_uID, const void* in_pValue,
         return OV_BadParameter;
     switch (in_uID) {
     case OV_PEAKLIMITERFXPARAM_THRESHOLD_ID:
-        fThreshold = Clamp(ReadFloat(pBytes), -96.3f, 0.0f);
+        fThreshold = Clamp(OV::ReadLE<float>(pBytes), -96.3f, 0.0f);
         bRuntimeChanged = 1;
         break;
     case OV_PEAKLIMITERFXPARAM_RATIO_ID:
-        fRatio = ReadFloat(pBytes);
+        fRatio = OV::ReadLE<float>(pBytes);
         bRuntimeChanged = 1;
         break;
     case OV_PEAKLIMITERFXPARAM_RELEASE_ID:
-        fRelease = ReadFloat(pBytes);
+        fRelease = OV::ReadLE<float>(pBytes);
         bRuntimeChanged = 1;
         break;
     case OV_PEAKLIMITERFXPARAM_OUTPUTGAIN_ID:
-        fOutputGain = powf(10.0f, Clamp(ReadFloat(pBytes), -24.0f, 24.0f) * 0.05f);
+        fOutputGain = OV::DbToLinear(Clamp(OV::ReadLE<float>(pBytes), -24.0f, 24.0f));
         bRuntimeChanged = 1;
         break;
     case OV_PEAKLIMITERFXPARAM_LOOKAHEAD_ID:
-        fLookAhead = ReadFloat(pBytes);
+        fLookAhead = OV::ReadLE<float>(pBytes);
         bLayoutChanged = 1;
         break;
     case OV_PEAKLIMITERFXPARAM_LOOKAHEADDIVISOR_ID:
-        fLookAheadDivisor = ReadFloat(pBytes);
+        fLookAheadDivisor = OV::ReadLE<float>(pBytes);
         bLayoutChanged = 1;
         break;
     case OV_PEAKLIMITERFXPARAM_HARDCEILING_ID:
@@ -87,12 +78,12 @@ OvResult OvPeakLimiterFXParams::SetAllParams(const void* in_pParamsBlock, uint32
         return OV_BadParameter;
     const uint8_t* pBytes = static_cast<const uint8_t*>(in_pParamsBlock);
     // No clamps on this path.
-    fThreshold = ReadFloat(pBytes);
-    fRatio = ReadFloat(pBytes + 4);
-    fLookAhead = ReadFloat(pBytes + 8);
-    fLookAheadDivisor = ReadFloat(pBytes + 12);
-    fRelease = ReadFloat(pBytes + 16);
-    fOutputGain = powf(10.0f, ReadFloat(pBytes + 20) * 0.05f);
+    fThreshold = OV::ReadLE<float>(pBytes);
+    fRatio = OV::ReadLE<float>(pBytes + 4);
+    fLookAhead = OV::ReadLE<float>(pBytes + 8);
+    fLookAheadDivisor = OV::ReadLE<float>(pBytes + 12);
+    fRelease = OV::ReadLE<float>(pBytes + 16);
+    fOutputGain = OV::DbToLinear(OV::ReadLE<float>(pBytes + 20));
     bHardCeiling = pBytes[24];
     bProcessLFE = pBytes[25];
     bChannelLink = pBytes[26];
