@@ -8,6 +8,8 @@
 #include <cstring>
 #include <vector>
 
+#include "FrameCounters.h"
+
 #include "ov/OvMemAllocDefault.h"
 #include "sdk/dsp/OvCompressor.h"
 #include "wrappers/CompressorProcessor.h"
@@ -30,10 +32,7 @@ std::vector<float> Source()
 
 void Report(benchmark::State& state)
 {
-    const double frames = double(state.iterations()) * kFrames;
-    state.counters["ns/frame"] =
-        benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(frames / kRate, benchmark::Counter::kIsRate);
+    benchcounters::ReportFrames(state, kFrames, kRate);
 }
 
 void BM_CompressorProcessorStereo(benchmark::State& state)

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <vector>
 
+#include "FrameCounters.h"
+
 #include "wrappers/DelayProcessorImpl.h"
 
 namespace {
@@ -30,9 +32,7 @@ void BM_DelayStereo(benchmark::State& state)
         delay->Process(block.data(), &draining, &frames);
         benchmark::DoNotOptimize(block.data());
     }
-    const double frames = double(state.iterations()) * kFrames;
-    state.counters["s/frame"] = benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(frames / kRate, benchmark::Counter::kIsRate);
+    benchcounters::ReportFrames(state, kFrames, kRate);
     state.SetLabel(unity ? "front-end settings" : "levels off unity");
     delay->Destroy();
 }

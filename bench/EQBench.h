@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "FrameCounters.h"
+
 namespace eqbench {
 
 constexpr uint32_t kFrames = 2048;
@@ -23,15 +25,6 @@ inline std::vector<float> NoiseBlock()
         v = 0.25f * (float(seed >> 8) / float(1u << 24) - 0.5f);
     }
     return block;
-}
-
-// Per-frame cost and real-time factor of `framesPerIteration` frames per loop.
-inline void ReportFrames(benchmark::State& state, double framesPerIteration)
-{
-    const double frames = double(state.iterations()) * framesPerIteration;
-    state.counters["ns/frame"] =
-        benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(frames / kRate, benchmark::Counter::kIsRate);
 }
 
 // Runs the processor on the same input block over and over.
@@ -50,7 +43,7 @@ void RunBlocks(benchmark::State& state, TProcessor* processor)
         block = input;
         state.ResumeTiming();
     }
-    ReportFrames(state, kFrames);
+    benchcounters::ReportFrames(state, kFrames, kRate);
 }
 
 }  // namespace eqbench

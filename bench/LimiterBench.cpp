@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "FrameCounters.h"
+
 #include "frontend/EffectDefaults.h"
 #include "ov/OvMemAllocDefault.h"
 #include "ov/OvPluginNew.h"
@@ -47,9 +49,7 @@ void BM_LimiterStereo(benchmark::State& state)
         host.RunPlugin(plugin, block.data(), &draining, &frames);
         benchmark::DoNotOptimize(block.data());
     }
-    const double frames = double(state.iterations()) * kFrames;
-    state.counters["s/frame"] = benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(frames / kRate, benchmark::Counter::kIsRate);
+    benchcounters::ReportFrames(state, kFrames, kRate);
     state.SetLabel(hardCeiling ? "hard ceiling" : "dB law");
     plugin->Shutdown(allocator);
     params->Shutdown(allocator);

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+#include "FrameCounters.h"
+
 #include "ov/OvGainRamp.h"
 #include "wrappers/LoudnessProcessorImpl.h"
 
@@ -16,12 +18,7 @@ constexpr double kSampleRate = 44100.0;
 
 void Report(benchmark::State& state)
 {
-    const double frames = double(kFrames);
-    // Seconds per frame, printed with an SI prefix (e.g. "0.71ns").
-    state.counters["time/frame"] = benchmark::Counter(
-        frames, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] =
-        benchmark::Counter(frames / kSampleRate, benchmark::Counter::kIsIterationInvariantRate);
+    benchcounters::ReportFrames(state, kFrames, kSampleRate);
 }
 
 // mode 0: unity; 1: steady -6 dB measured gain; 2: a ramp in every block.

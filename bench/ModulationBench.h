@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "FrameCounters.h"
+
 namespace modulationbench {
 
 // Runs fx (from its Create, destroyed here) at freqHz over and over.
@@ -27,10 +29,7 @@ void RunStereo(benchmark::State& state, TProcessor* fx, double freqHz)
         fx->Process(block.data(), &draining, &count);
         benchmark::ClobberMemory();
     }
-    const double total = double(state.iterations()) * frames;
-    state.counters["s/frame"] =
-        benchmark::Counter(total, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(total / 44100.0, benchmark::Counter::kIsRate);
+    benchcounters::ReportFrames(state, frames, 44100.0);
     fx->Destroy();
 }
 

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <vector>
 
+#include "FrameCounters.h"
+
 #include "ov/OvMemAllocDefault.h"
 #include "ov/OvPluginNew.h"
 #include "sdk/plugins/OvMultibandCompressor/OvMultibandCompressorFX.h"
@@ -22,10 +24,7 @@ constexpr uint32_t kRate = 44100;
 
 void Report(benchmark::State& state)
 {
-    const double frames = double(state.iterations()) * kFrames;
-    state.counters["ns/frame"] =
-        benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(frames / kRate, benchmark::Counter::kIsRate);
+    benchcounters::ReportFrames(state, kFrames, kRate);
 }
 
 struct Multiband {

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "FrameCounters.h"
+
 #include "sdk/dsp/BiquadShape.h"
 #include "sdk/dsp/OvBiquad.h"
 
@@ -27,10 +29,7 @@ struct BiquadBenchData {
 
 void Report(benchmark::State& state)
 {
-    const double frames = double(state.iterations()) * kFrames;
-    state.counters["ns/frame"] =
-        benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(frames / 44100.0, benchmark::Counter::kIsRate);
+    benchcounters::ReportFrames(state, kFrames, 44100.0);
 }
 
 void BM_BiquadScalarForm(benchmark::State& state)

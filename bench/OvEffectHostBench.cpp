@@ -5,6 +5,8 @@
 
 #include <vector>
 
+#include "FrameCounters.h"
+
 #include "frontend/AudioProcessor.h"
 #include "ov/IOvEffectParams.h"
 #include "ov/OvPluginNew.h"
@@ -52,11 +54,7 @@ class NullWrapper final : public OvProcessorWrapper<AudioProcessorBase, NullFX, 
 
 void Report(benchmark::State& state)
 {
-    // Seconds per frame, printed with an SI prefix (e.g. "0.71ns").
-    state.counters["time/frame"] = benchmark::Counter(
-        double(kFrames), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] =
-        benchmark::Counter(double(kFrames) / 44100.0, benchmark::Counter::kIsIterationInvariantRate);
+    benchcounters::ReportFrames(state, kFrames, 44100.0);
 }
 
 // mode 0: steady; 1: a bypass change, so a crossfade, in every block.

@@ -5,19 +5,14 @@
 #include <cmath>
 #include <vector>
 
+#include "FrameCounters.h"
+
 #include "lxaudioeffects/ReplayGainProcessor.h"
 
 namespace {
 
 constexpr unsigned kRate = 44100;
 constexpr unsigned kChunkFrames = 4096;
-
-void ReportPerFrame(benchmark::State& state, double frames)
-{
-    state.counters["s/frame"] =
-        benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["xRealtime"] = benchmark::Counter(frames / kRate, benchmark::Counter::kIsRate);
-}
 
 void BM_ReplayGainStereoFloat(benchmark::State& state)
 {
@@ -35,7 +30,7 @@ void BM_ReplayGainStereoFloat(benchmark::State& state)
     ReplayGainInfo info = {0.0f, 0.0f};
     rg.GetReplayGain(ReplayGainTrack, info);
     benchmark::DoNotOptimize(info);
-    ReportPerFrame(state, double(state.iterations()) * kChunkFrames);
+    benchcounters::ReportFrames(state, kChunkFrames, kRate);
 }
 BENCHMARK(BM_ReplayGainStereoFloat);
 
@@ -50,7 +45,7 @@ void BM_ReplayGainStereo16Bit(benchmark::State& state)
         rg.Push(chunk.data(), unsigned(chunk.size() * sizeof(int16_t)), false);
         benchmark::ClobberMemory();
     }
-    ReportPerFrame(state, double(state.iterations()) * kChunkFrames);
+    benchcounters::ReportFrames(state, kChunkFrames, kRate);
 }
 BENCHMARK(BM_ReplayGainStereo16Bit);
 
