@@ -2,7 +2,7 @@
 // the remainder, the fast paths, and the buffer form's LFE rule.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <utility>
 #include <vector>
 
 #include "ov/OvGainRamp.h"
@@ -11,63 +11,33 @@
 
 namespace {
 
-TEST(OvGainRamp, TenFramesReachSevenEighthsThenRestartFromTheStart)
+// The whole multiple of four ramps in steps of (end - start) / whole and stops
+// one step short of the end; the remainder restarts from the start gain with
+// steps of (end - start) / frames. 10 frames from 0 to 1: 0, 1/8 ... 7/8, 0, 0.1.
+// Equal gains scale exactly (unity touches nothing).
+TEST(OvGainRamp, WholeFoursRampLinearlyAndTheRemainderRestarts)
 {
-    std::vector<float> x(10, 1.0f);
-    OV::ApplyGainRamp(x.data(), 0.0f, 1.0f, 10);
-    for (int i = 0; i < 8; ++i)
-        EXPECT_FLOAT_EQ(x[i], i / 8.0f) << i;  // step 1/8 over the eight whole frames
-    EXPECT_FLOAT_EQ(x[7], 0.875f);
-    EXPECT_EQ(x[8], 0.0f);  // the remainder starts again at the start gain
-    EXPECT_FLOAT_EQ(x[9], 0.1f);  // with step 1/10
-}
-
-TEST(OvGainRamp, MultiplesOfFourRampLinearlyAndStopOneStepShortOfTheEnd)
-{
-    for (uint32_t frames : {4u, 16u, 100u, 2048u}) {
-        for (float start : {0.0f, 0.25f, 2.0f}) {
-            const float end = 1.0f;
-            std::vector<float> x(frames, -0.5f);
+    for (uint32_t frames : {0u, 1u, 2u, 3u, 4u, 5u, 7u, 10u, 16u, 100u, 2047u, 2048u}) {
+        for (auto gains : {std::pair<float, float>{0.0f, 1.0f}, {0.25f, 1.0f}, {2.0f, 1.0f}, {1.0f, 1.0f}, {0.5f, 0.5f}}) {
+            const float start = gains.first, end = gains.second;
+            SCOPED_TRACE(testing::Message() << frames << " frames from " << start << " to " << end);
+            const uint32_t whole = frames & ~3u;
+            std::vector<float> x(frames + 1, -0.3f);
             OV::ApplyGainRamp(x.data(), start, end, frames);
-            const double step = (double(end) - start) / frames;
-            for (uint32_t i = 0; i < frames; ++i)
-                ASSERT_NEAR(x[i], -0.5 * (start + step * i), 2e-6) << frames << " frames, sample " << i;
-            EXPECT_NE(x[frames - 1], -0.5f * end);
+            for (uint32_t i = 0; i < frames; ++i) {
+                const double gain = i < whole ? start + (double(end) - start) * i / whole
+                                              : start + (double(end) - start) * (i - whole) / frames;
+                if (start == end)
+                    ASSERT_EQ(x[i], -0.3f * start) << "sample " << i;
+                else
+                    ASSERT_NEAR(x[i], -0.3 * gain, 2e-6) << "sample " << i;
+            }
+            EXPECT_EQ(x[frames], -0.3f) << "wrote past the frame count";
         }
     }
 }
 
-TEST(OvGainRamp, RemainderRestartsForEveryLengthThatIsNoMultipleOfFour)
-{
-    for (uint32_t frames : {1u, 2u, 3u, 5u, 6u, 7u, 2047u}) {
-        std::vector<float> x(frames, 1.0f);
-        OV::ApplyGainRamp(x.data(), 1.0f, 0.0f, frames);
-        const uint32_t whole = frames & ~3u;
-        for (uint32_t i = whole; i < frames; ++i)
-            ASSERT_NEAR(x[i], 1.0 - double(i - whole) / frames, 1e-6) << frames << " frames, sample " << i;
-        if (whole != 0) {
-            EXPECT_GT(x[whole], x[whole - 1]);  // the dip back towards the start gain
-        }
-    }
-}
-
-TEST(OvGainRamp, EqualGainsScaleEverySampleAndUnityTouchesNothing)
-{
-    for (uint32_t frames = 0; frames <= 9; ++frames) {
-        std::vector<float> x(frames + 1);
-        for (uint32_t i = 0; i <= frames; ++i)
-            x[i] = 0.1f * float(i) - 0.3f;
-        std::vector<float> original = x;
-        OV::ApplyGainRamp(x.data(), 1.0f, 1.0f, frames);
-        EXPECT_EQ(0, std::memcmp(x.data(), original.data(), x.size() * sizeof(float)));
-        OV::ApplyGainRamp(x.data(), 0.5f, 0.5f, frames);
-        for (uint32_t i = 0; i < frames; ++i)
-            EXPECT_EQ(x[i], original[i] * 0.5f);
-        EXPECT_EQ(x[frames], original[frames]) << "wrote past the frame count";
-    }
-}
-
-TEST(OvGainRamp, BufferFormCoversValidFramesAndLeavesLfeAloneUnlessAsked)
+TEST(OvGainRamp, BufferFormCoversValidFramesAndSparesTheLfeUnlessAsked)
 {
     testsupport::RecordingAssertHook asserts;
     const uint32_t maxFrames = 16, validFrames = 12, channels = 6;  // 5.1, LFE last
@@ -78,11 +48,9 @@ TEST(OvGainRamp, BufferFormCoversValidFramesAndLeavesLfeAloneUnlessAsked)
         OvPipelineBuffer buffer;
         buffer.AttachContiguousDeinterleaved(block.data(), config, maxFrames, validFrames);
         OV::ApplyGainToBuffer(&buffer, 0.5f, 0.5f, processLFE);
-        for (uint32_t c = 0; c < channels; ++c) {
-            const bool scaled = c + 1 < channels || processLFE;
-            for (uint32_t i = 0; i < maxFrames; ++i)
-                ASSERT_EQ(block[c * maxFrames + i], (scaled && i < validFrames) ? 0.5f : 1.0f)
-                    << "channel " << c << " frame " << i << " processLFE " << processLFE;
+        for (uint32_t i = 0; i < channels * maxFrames; ++i) {
+            const bool scaled = (i / maxFrames + 1 < channels || processLFE) && i % maxFrames < validFrames;
+            ASSERT_EQ(block[i], scaled ? 0.5f : 1.0f) << "sample " << i << " processLFE " << processLFE;
         }
     }
     EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
