@@ -1,5 +1,5 @@
 // Test harness for plug-in code on planar float blocks (channel c at element
-// c * maxFrames). PlanarBlock is such a block with an OvPipelineBuffer over it,
+// c * maxFrames), with two test signal helpers. PlanarBlock is such a block with an OvPipelineBuffer over it,
 // for driving DSP cores directly. OvPluginHarness runs one plug-in and its
 // parameter object through the library's own host, as a wrapper would: one
 // block in place, a whole stream cut into blocks and then drained with empty
@@ -8,6 +8,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -24,6 +25,24 @@ namespace testsupport {
 
 using Planes = std::vector<std::vector<float>>;
 using BlockFrames = std::function<uint32_t(size_t block)>;
+
+// A sine of the given RMS level in dBFS.
+inline std::vector<float> Sine(size_t frames, double rmsDb, double hz, double sampleRate)
+{
+    std::vector<float> x(frames);
+    for (size_t i = 0; i < frames; ++i)
+        x[i] = float(std::sqrt(2.0) * std::pow(10.0, rmsDb / 20.0) * std::sin(2.0 * M_PI * hz * double(i) / sampleRate));
+    return x;
+}
+
+// RMS level in dBFS of x[start, end).
+inline double RmsDb(const std::vector<float>& x, size_t start, size_t end)
+{
+    double sum = 0.0;
+    for (size_t i = start; i < end; ++i)
+        sum += double(x[i]) * x[i];
+    return 10.0 * std::log10(sum / double(end - start));
+}
 
 // The format the host describes for `channels` float channels.
 inline OvStreamFormat PlanarFormat(uint32_t channels, uint32_t sampleRate)

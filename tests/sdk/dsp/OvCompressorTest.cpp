@@ -13,6 +13,7 @@
 namespace {
 
 using testsupport::Planes;
+using testsupport::RmsDb;
 
 constexpr uint32_t kRate = 44100;
 
@@ -28,19 +29,7 @@ double StaticReductionDb(double levelDb, const Settings& s)
 
 std::vector<float> Sine(size_t frames, double rmsDb, double hz)
 {
-    const double amplitude = std::sqrt(2.0) * std::pow(10.0, rmsDb / 20.0);
-    std::vector<float> x(frames);
-    for (size_t i = 0; i < frames; ++i)
-        x[i] = float(amplitude * std::sin(2.0 * M_PI * hz * double(i) / kRate));
-    return x;
-}
-
-double RmsDb(const std::vector<float>& x, size_t start, size_t end)
-{
-    double sum = 0.0;
-    for (size_t i = start; i < end; ++i)
-        sum += double(x[i]) * x[i];
-    return 10.0 * std::log10(sum / double(end - start));
+    return testsupport::Sine(frames, rmsDb, hz, kRate);
 }
 
 // A fresh core run over the whole input in blocks of blockFrames.

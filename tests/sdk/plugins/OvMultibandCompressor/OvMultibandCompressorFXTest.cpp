@@ -47,18 +47,7 @@ std::vector<float> RunMono(Harness& h, const std::vector<float>& signal, const s
 
 std::vector<float> Sine(size_t frames, double rmsDb, double hz)
 {
-    std::vector<float> x(frames);
-    for (size_t i = 0; i < frames; ++i)
-        x[i] = float(std::sqrt(2.0) * std::pow(10.0, rmsDb / 20.0) * std::sin(2.0 * M_PI * hz * double(i) / kRate));
-    return x;
-}
-
-double RmsDb(const std::vector<float>& x, size_t from)
-{
-    double sum = 0.0;
-    for (size_t i = from; i < x.size(); ++i)
-        sum += double(x[i]) * x[i];
-    return 10.0 * std::log10(sum / double(x.size() - from));
+    return testsupport::Sine(frames, rmsDb, hz, kRate);
 }
 
 TEST(OvMultibandCompressorFX, BandGainsReachOnlyTheirBand)
@@ -108,7 +97,7 @@ TEST(OvMultibandCompressorFX, KeyedEntryCompressesByTheKeysLevel)
         AllBands(h, OV_MBCFXPARAM_BAND_RANGE, -60.0f);
         AllBands(h, OV_MBCFXPARAM_BAND_ATTACK, 0.01f);
         AllBands(h, OV_MBCFXPARAM_BAND_RELEASE, 0.01f);
-        EXPECT_NEAR(RmsDb(RunMono(h, c.signal, c.key), from), c.expectedDb, c.toleranceDb);
+        EXPECT_NEAR(testsupport::RmsDb(RunMono(h, c.signal, c.key), from, frames), c.expectedDb, c.toleranceDb);
     }
 }
 

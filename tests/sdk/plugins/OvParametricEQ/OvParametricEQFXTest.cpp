@@ -1,11 +1,10 @@
 // The nine-band EQ measured from impulse responses: every filter type in a
 // cascade of nine bands against the closed form, the gain clamp, the output
-// gain, the LFE rule, and an unknown type.
+// gain, and an unknown type.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 #include <vector>
 
 #include "sdk/plugins/OvParametricEQ/OvParametricEQFX.h"
@@ -13,7 +12,6 @@
 #include "support/FrequencyResponse.h"
 #include "support/OvPluginHarness.h"
 #include "support/RecordingAssertHook.h"
-#include "wrappers/ParametricEQDefaultBlock.h"
 
 namespace {
 
@@ -78,30 +76,6 @@ TEST(OvParametricEQFX, NineBandsInSeriesFollowTheClosedFormOfEveryType)
         EXPECT_EQ(a.Impulse(4096), b.Impulse(4096)) << type;
     }
     EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
-}
-
-TEST(OvParametricEQFX, LfeChannelIsLeftAloneUnlessProcessed)
-{
-    for (uint8_t processLfe : {uint8_t(0), uint8_t(1)}) {
-        // 5.1: exactly one channel, the LFE, passes untouched unless processed.
-        std::vector<uint8_t> block(ParametricEQDefaultBlock(), ParametricEQDefaultBlock() + 56);
-        block[55] = processLfe;
-        Harness h(6, kRate, 128, block.data(), 56);
-        ASSERT_TRUE(h.ok);
-        EXPECT_EQ(h.plugin->NumProcessedChannels(), processLfe ? 6u : 5u);
-        SetBand(h, 1, 6, 12.0f, 1000.0f, 1.0f);
-        std::mt19937 rng(11);
-        std::uniform_real_distribution<float> sample(-0.5f, 0.5f);
-        testsupport::Planes input(6, std::vector<float>(500));
-        for (auto& channel : input)
-            for (float& v : channel)
-                v = sample(rng);
-        const testsupport::Planes output = h.Run(input, [](size_t) { return 77u; });
-        uint32_t untouched = 0;
-        for (uint32_t c = 0; c < 6; ++c)
-            untouched += output[c] == input[c];
-        EXPECT_EQ(untouched, processLfe ? 0u : 1u);
-    }
 }
 
 TEST(OvParametricEQFX, UnknownFilterTypeIsReportedAndKeepsThePreviousDesign)

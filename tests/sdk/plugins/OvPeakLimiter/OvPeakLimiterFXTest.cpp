@@ -22,10 +22,7 @@ constexpr uint32_t kRate = 44100;
 struct Layout {
     const char* name;
     uint32_t channels;
-    uint8_t hardCeiling;
-    uint8_t channelLink;
-    uint8_t processLFE;
-    uint8_t infiniteRatio;
+    uint8_t hardCeiling, channelLink, processLFE, infiniteRatio;
     Routine routine;
 };
 
@@ -93,10 +90,8 @@ TEST(OvPeakLimiterFX, EachRoutineOnTheLayoutThatSelectsIt)
             }
         }
         if (hasLFE && !layout.processLFE) {
-            for (size_t i = 0; i < frames; ++i)
-                ASSERT_EQ(output[5][i], 3.0f) << "the LFE passes the delay unscaled, at " << i;
-        }
-        if (hasLFE && layout.processLFE) {
+            EXPECT_EQ(output[5], input[5]) << "the LFE passes the delay unscaled";
+        } else if (hasLFE) {
             EXPECT_LE(std::fabs(output[5][probe]), OV::FastPow10FromDb(thresholdDb));
         }
     }
