@@ -131,8 +131,6 @@ public:
     {
         return params->SetParam(id, &value, sizeof value);
     }
-    float* Channel(uint32_t c) { return block.Channel(c); }
-
     // One block in place; returns the draining flag, leaves the frame count in lastFrames.
     bool Run(uint32_t frames, bool draining = false)
     {

@@ -93,6 +93,7 @@ TEST(OvCrossoverEQ, BandsFollowTheLinkwitzRileyShapesAndSumToAnAllpass)
     testsupport::RecordingAssertHook asserts;
     for (bool fourthOrder : {false, true}) {
         for (uint32_t numBands : {5u, 3u, 2u}) {
+            SCOPED_TRACE(testing::Message() << "order " << (fourthOrder ? 4 : 2) << " bands " << numBands);
             const Split split = SplitImpulse(fourthOrder, numBands, kEdgesHz, 2);
             EXPECT_TRUE(split.channelsAgree);
             std::vector<float> sum(split.bands[0].size(), 0.0f);
@@ -107,9 +108,8 @@ TEST(OvCrossoverEQ, BandsFollowTheLinkwitzRileyShapesAndSumToAnAllpass)
                 for (uint32_t e = 0; e + 1 < numBands; ++e)
                     expectedSum *= Allpass(hz, kEdgesHz[e], fourthOrder);
                 const Complex measuredSum = DftAt(sum, hz, kRate);
-                EXPECT_NEAR(std::abs(measuredSum), 1.0, 3e-3) << fourthOrder << " " << numBands << " " << hz;
-                EXPECT_NEAR(std::abs(measuredSum - expectedSum), 0.0, 3e-3)
-                    << fourthOrder << " " << numBands << " " << hz;
+                EXPECT_NEAR(std::abs(measuredSum), 1.0, 3e-3) << hz << " Hz";
+                EXPECT_NEAR(std::abs(measuredSum - expectedSum), 0.0, 3e-3) << hz << " Hz";
                 for (uint32_t b = 0; b < numBands; ++b) {
                     double expected = 1.0;
                     for (uint32_t e = 0; e < b; ++e)
@@ -117,8 +117,7 @@ TEST(OvCrossoverEQ, BandsFollowTheLinkwitzRileyShapesAndSumToAnAllpass)
                     if (b + 1 < numBands)
                         expected *= SideMagnitude(hz, kEdgesHz[b], fourthOrder, false);
                     EXPECT_NEAR(std::abs(DftAt(split.bands[b], hz, kRate)), expected, 3e-3)
-                        << "order " << (fourthOrder ? 4 : 2) << " bands " << numBands << " band " << b
-                        << " at " << hz << " Hz";
+                        << "band " << b << " at " << hz << " Hz";
                 }
             }
         }
