@@ -3,8 +3,6 @@
 #include <cstring>
 #include <new>
 
-#include "ov/IOvEffectContext.h"
-#include "ov/IOvGlobalContext.h"
 #include "ov/OvGainRamp.h"
 #include "ov/OvPipelineBuffer.h"
 #include "ov/OvPluginNew.h"
@@ -14,10 +12,8 @@ namespace testsupport {
 
 OvResult OvTestGainFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize)
 {
-    if (!in_pValue) {
-        OV_ASSERT(in_pValue != NULL);
+    if (!in_pValue)
         return OV_BadParameter;
-    }
     if (in_uID == kGainID && in_uSize == sizeof(float))
         std::memcpy(&fGain, in_pValue, sizeof(float));
     else if (in_uID == kTailID && in_uSize == sizeof(uint32_t))
@@ -56,25 +52,15 @@ OvResult OvTestGainFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t 
 {
     if (!in_pParamsBlock || in_uBlockSize < kBlockSize)
         return OV_BadParameter;
-    const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
-    const uint32_t uGainBits = uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
-    std::memcpy(&fGain, &uGainBits, sizeof fGain);
-    uTailFrames = uint32_t(p[4]) | uint32_t(p[5]) << 8 | uint32_t(p[6]) << 16 | uint32_t(p[7]) << 24;
+    std::memcpy(&fGain, in_pParamsBlock, 4);
+    std::memcpy(&uTailFrames, static_cast<const uint8_t*>(in_pParamsBlock) + 4, 4);
     changes.MarkAllChanged();
     return OV_Success;
 }
 
-OvResult OvTestGainFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
-                            const OvStreamFormat& in_format)
+OvResult OvTestGainFX::Init(IOvMemAlloc*, IOvEffectContext*, IOvEffectParams* in_pParams, const OvStreamFormat&)
 {
     m_pParams = static_cast<OvTestGainFXParams*>(in_pParams);
-    format = in_format;
-    IOvGlobalContext* pGlobal = in_pContext ? in_pContext->GetGlobalContext() : nullptr;
-    if (pGlobal) {
-        contextMaxFrames = pGlobal->GetMaxFrames();
-        contextSampleRate = pGlobal->GetSampleRate();
-        contextAllocatorIsInitAllocator = pGlobal->GetAllocator() == in_pAllocator;
-    }
     m_fPrevGain = m_pParams ? m_pParams->fGain : 1.0f;
     return m_pParams ? OV_Success : OV_Failure;
 }

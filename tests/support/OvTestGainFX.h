@@ -4,7 +4,7 @@
 // what the host handed it, so tests can check the host's side of the contract.
 //
 // Parameter IDs: 0 gain (float, linear), 1 tail length (uint32, frames).
-// Packed block: gain, tail (8 bytes, little-endian).
+// Packed block: gain, tail (8 bytes).
 //
 // TestGainProcessor wraps it as the chain's delay slot (DelayProcessor):
 // SetParams takes WetLevel as the gain and Delay as the tail in frames.
@@ -15,7 +15,6 @@
 #include "ov/IOvEffect.h"
 #include "ov/IOvEffectParams.h"
 #include "ov/OvFXParameterChangeHandler.h"
-#include "ov/OvStreamFormat.h"
 #include "ov/OvTailExtender.h"
 #include "wrappers/DelayProcessor.h"
 #include "wrappers/OvProcessorWrapper.h"
@@ -48,11 +47,6 @@ public:
     OvResult Reset() override;
     void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
 
-    // What the host gave.
-    OvStreamFormat format;
-    uint32_t contextMaxFrames = 0;
-    uint32_t contextSampleRate = 0;
-    bool contextAllocatorIsInitAllocator = false;
     // What the last ProcessBlock saw on entry.
     uint32_t blocks = 0;
     uint32_t resets = 0;
@@ -79,8 +73,6 @@ public:
 
     OvTestGainFX* Plugin() const { return m_pPlugin; }
     OvTestGainFXParams* Params() const { return m_pParam; }
-    bool PrevBypass() const { return m_bPrevBypass; }
-    bool Bypass() const { return m_bBypass; }
 
     static DelayProcessor* Create();
 };

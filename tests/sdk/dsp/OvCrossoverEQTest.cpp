@@ -10,21 +10,21 @@
 #include "ov/OvMemAllocDefault.h"
 #include "sdk/dsp/OvCrossoverEQ.h"
 #include "support/FrequencyResponse.h"
-#include "support/PlanarTestBuffer.h"
+#include "support/OvPluginHarness.h"
 #include "support/RecordingAssertHook.h"
 
 namespace {
 
 using testsupport::DftAt;
-using testsupport::PlanarTestBuffer;
+using testsupport::PlanarBlock;
 using Complex = std::complex<double>;
 
 constexpr double kRate = 44100.0;
 constexpr uint32_t kBlock = 1024;
 const float kEdgesHz[4] = {100.0f, 350.0f, 1500.0f, 7500.0f};
 
-// Impulse responses of each band (channel 0; other channels get the impulse
-// scaled by channel + 1 and must answer in proportion).
+// Impulse responses of each band of channel 0; channel c gets the impulse
+// scaled by c + 1 and must answer in proportion.
 struct Split {
     std::vector<std::vector<float>> bands;
     bool channelsAgree = true;
@@ -38,28 +38,27 @@ Split SplitImpulse(bool fourthOrder, uint32_t numBands, const float* edgesHz, ui
               OV_Success);
     for (uint32_t e = 0; e + 1 < numBands; ++e)
         crossover.SetEdge(e, float(kRate), edgesHz[e]);
-    std::vector<PlanarTestBuffer> storage;
+    std::vector<PlanarBlock> storage;
+    storage.reserve(MAX_CROSSOVER_BANDS);
+    OvPipelineBuffer bands[MAX_CROSSOVER_BANDS];
     for (uint32_t b = 0; b < MAX_CROSSOVER_BANDS; ++b)
         storage.emplace_back(channels, kBlock);
-    OvPipelineBuffer bands[MAX_CROSSOVER_BANDS];
+    testsupport::Planes impulse(channels, std::vector<float>(length, 0.0f));
+    for (uint32_t c = 0; c < channels; ++c)
+        impulse[c][0] = float(c + 1);
     Split split;
-    split.bands.assign(numBands, std::vector<float>(length));
+    split.bands.resize(numBands);
     for (size_t start = 0; start < length; start += kBlock) {
+        storage[0].Load(impulse, start, kBlock);
         for (uint32_t b = 0; b < MAX_CROSSOVER_BANDS; ++b)
             bands[b] = storage[b].buffer;
-        for (uint32_t c = 0; c < channels; ++c) {
-            std::fill(storage[0].Channel(c), storage[0].Channel(c) + kBlock, 0.0f);
-            if (start == 0)
-                storage[0].Channel(c)[0] = float(c + 1);
-        }
-        bands[0].uValidFrames = kBlock;
         crossover.Process(bands, numBands);
         for (uint32_t b = 0; b < numBands; ++b) {
-            std::copy(storage[b].Channel(0), storage[b].Channel(0) + kBlock, split.bands[b].begin() + start);
+            const float* band = storage[b].Channel(0);
+            split.bands[b].insert(split.bands[b].end(), band, band + kBlock);
             for (uint32_t c = 1; c < channels; ++c)
                 for (uint32_t i = 0; i < kBlock; ++i)
-                    if (std::fabs(storage[b].Channel(c)[i] - float(c + 1) * storage[b].Channel(0)[i]) >
-                        1e-6f * float(c + 1))
+                    if (std::fabs(storage[b].Channel(c)[i] - float(c + 1) * band[i]) > 1e-6f * float(c + 1))
                         split.channelsAgree = false;
         }
     }
@@ -75,16 +74,11 @@ double Warped(double hz, double edgeHz)
     return std::tan(M_PI * hz / kRate) / std::tan(M_PI * edgeHz / kRate);
 }
 
-double LowMagnitude(double hz, double edgeHz, bool fourthOrder)
+// Magnitude of the low (high = false) or high side of a Linkwitz-Riley split.
+double SideMagnitude(double hz, double edgeHz, bool fourthOrder, bool high)
 {
-    const double w = Warped(hz, edgeHz);
-    return fourthOrder ? 1.0 / (1.0 + std::pow(w, 4)) : 1.0 / (1.0 + w * w);
-}
-
-double HighMagnitude(double hz, double edgeHz, bool fourthOrder)
-{
-    const double w = Warped(hz, edgeHz);
-    return fourthOrder ? std::pow(w, 4) / (1.0 + std::pow(w, 4)) : w * w / (1.0 + w * w);
+    const double w = std::pow(Warped(hz, edgeHz), fourthOrder ? 4 : 2);
+    return (high ? w : 1.0) / (1.0 + w);
 }
 
 Complex Allpass(double hz, double edgeHz, bool fourthOrder)
@@ -94,44 +88,36 @@ Complex Allpass(double hz, double edgeHz, bool fourthOrder)
                        : (1.0 - s) / (1.0 + s);
 }
 
-std::vector<double> TestFrequencies()
-{
-    std::vector<double> hz;
-    for (double f = 10.0; f < 20000.0; f *= 1.05)
-        hz.push_back(f);
-    for (float e : kEdgesHz)
-        hz.push_back(e);
-    return hz;
-}
-
 TEST(OvCrossoverEQ, BandsFollowTheLinkwitzRileyShapesAndSumToAnAllpass)
 {
     testsupport::RecordingAssertHook asserts;
     for (bool fourthOrder : {false, true}) {
         for (uint32_t numBands : {5u, 3u, 2u}) {
+            SCOPED_TRACE(testing::Message() << "order " << (fourthOrder ? 4 : 2) << " bands " << numBands);
             const Split split = SplitImpulse(fourthOrder, numBands, kEdgesHz, 2);
             EXPECT_TRUE(split.channelsAgree);
             std::vector<float> sum(split.bands[0].size(), 0.0f);
             for (const auto& band : split.bands)
                 for (size_t i = 0; i < sum.size(); ++i)
                     sum[i] += band[i];
-            for (double hz : TestFrequencies()) {
+            std::vector<double> probesHz(kEdgesHz, kEdgesHz + 4);
+            for (double hz = 10.0; hz < 20000.0; hz *= 1.05)
+                probesHz.push_back(hz);
+            for (double hz : probesHz) {
                 Complex expectedSum = 1.0;
                 for (uint32_t e = 0; e + 1 < numBands; ++e)
                     expectedSum *= Allpass(hz, kEdgesHz[e], fourthOrder);
                 const Complex measuredSum = DftAt(sum, hz, kRate);
-                EXPECT_NEAR(std::abs(measuredSum), 1.0, 3e-3) << fourthOrder << " " << numBands << " " << hz;
-                EXPECT_NEAR(std::abs(measuredSum - expectedSum), 0.0, 3e-3)
-                    << fourthOrder << " " << numBands << " " << hz;
+                EXPECT_NEAR(std::abs(measuredSum), 1.0, 3e-3) << hz << " Hz";
+                EXPECT_NEAR(std::abs(measuredSum - expectedSum), 0.0, 3e-3) << hz << " Hz";
                 for (uint32_t b = 0; b < numBands; ++b) {
                     double expected = 1.0;
                     for (uint32_t e = 0; e < b; ++e)
-                        expected *= HighMagnitude(hz, kEdgesHz[e], fourthOrder);
+                        expected *= SideMagnitude(hz, kEdgesHz[e], fourthOrder, true);
                     if (b + 1 < numBands)
-                        expected *= LowMagnitude(hz, kEdgesHz[b], fourthOrder);
+                        expected *= SideMagnitude(hz, kEdgesHz[b], fourthOrder, false);
                     EXPECT_NEAR(std::abs(DftAt(split.bands[b], hz, kRate)), expected, 3e-3)
-                        << "order " << (fourthOrder ? 4 : 2) << " bands " << numBands << " band " << b
-                        << " at " << hz << " Hz";
+                        << "band " << b << " at " << hz << " Hz";
                 }
             }
         }
