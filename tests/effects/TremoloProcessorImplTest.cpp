@@ -18,8 +18,7 @@ struct Tremolo {
     TremoloProcessor* fx = TremoloProcessorImpl::Create();
     uint32_t maxFrames;
 
-    Tremolo(uint32_t maxFrames_, uint32_t channels, uint32_t rate, double freq, double range)
-        : maxFrames(maxFrames_)
+    Tremolo(uint32_t maxFrames_, uint32_t channels, uint32_t rate, double freq, double range) : maxFrames(maxFrames_)
     {
         EXPECT_TRUE(fx->Init(maxFrames, channels, rate));
         EXPECT_TRUE(fx->SetParams(freq, range));
@@ -28,17 +27,17 @@ struct Tremolo {
     ~Tremolo() { fx->Destroy(); }
 
     // Planar block at a stride of maxFrames, in place.
-    void Run(std::vector<float>& block, uint32_t frames)
+    void Run(float* block, uint32_t frames)
     {
         bool draining = false;
-        fx->Process(block.data(), &draining, &frames);
+        fx->Process(block, &draining, &frames);
     }
 
     // Gains of a block of ones in the first channel.
     std::vector<float> Gains(uint32_t frames)
     {
         std::vector<float> block(maxFrames * 3, 1.0f);
-        Run(block, frames);
+        Run(block.data(), frames);
         return std::vector<float>(block.begin(), block.begin() + frames);
     }
 };
@@ -54,12 +53,11 @@ TEST(TremoloProcessorImpl, GainsFollowTheClosedFormWithTheOneExactEntry)
 {
     struct Case {
         uint32_t rate;
-        double freq;
-        double range;
+        double freq, range;
         int64_t exactIndex;  // phase a whole number of periods: gain 1.0 there; -1 for none
     };
-    for (const Case& k : {Case{44100, 1.0, 0.5, 33075}, Case{48000, 1000.0, 0.9, 36},
-                          Case{44100, 13.0, 0.3, -1}, Case{22050, 4.5, 0.999, 3675}}) {
+    for (const Case& k : {Case{44100, 1.0, 0.5, 33075}, Case{48000, 1000.0, 0.9, 36}, Case{44100, 13.0, 0.3, -1},
+                          Case{22050, 4.5, 0.999, 3675}}) {
         const uint32_t period = uint32_t(k.rate / k.freq);
         Tremolo t(period + 100, 1, k.rate, k.freq, k.range);
         const std::vector<float> gains = t.Gains(period + 100);
@@ -71,8 +69,7 @@ TEST(TremoloProcessorImpl, GainsFollowTheClosedFormWithTheOneExactEntry)
                 EXPECT_NEAR(gains[n - 1], 1.0 - k.range / 2.0, step);
                 EXPECT_NEAR(gains[n + 1], 1.0 - k.range / 2.0, step);
             } else {
-                ASSERT_NEAR(gains[n], ClosedFormGain(k.freq, k.range, k.rate, n), 1e-6)
-                    << k.freq << " Hz at " << n;
+                ASSERT_NEAR(gains[n], ClosedFormGain(k.freq, k.range, k.rate, n), 1e-6) << k.freq << " Hz at " << n;
             }
         }
         EXPECT_NEAR(*std::min_element(gains.begin(), gains.end()), 1.0 - k.range, 1e-4);
@@ -90,21 +87,22 @@ TEST(TremoloProcessorImpl, PhaseRunsOnAcrossBlocksOfOddSizesInEveryChannel)
     for (uint32_t firstSize : {1u, 7u, 513u, 2047u}) {
         Tremolo t(4096, 3, 44100, 7.3, 0.6);
         std::vector<float> block(4096 * 3);
-        for (uint32_t at = 0, size = firstSize; at < total; size = size * 5 % 4001 + 1) {
-            const uint32_t n = std::min(size, total - at);
+        for (uint32_t at = 0, size = firstSize, n; at < total; size = size * 5 % 4001 + 1, at += n) {
+            n = std::min(size, total - at);
             for (uint32_t c = 0; c < 3; ++c)
                 std::copy_n(input.begin() + c * total + at, n, block.begin() + c * 4096);
-            t.Run(block, n);
+            t.Run(block.data(), n);
             for (uint32_t c = 0; c < 3; ++c)
                 for (uint32_t i = 0; i < n; ++i)
                     ASSERT_NEAR(block[c * 4096 + i],
                                 input[c * total + at + i] * ClosedFormGain(7.3, 0.6, 44100, at + i), 1e-6)
                         << firstSize << " at " << at + i;
-            at += n;
         }
     }
 }
 
+// Bypass is seen one block late and has no crossfade; leaving it, a Reset,
+// or a new range restart the table at the next block.
 TEST(TremoloProcessorImpl, BypassTakesEffectOneBlockLateAndLeavingItRestartsTheTable)
 {
     const uint32_t frames = 500;
@@ -112,11 +110,9 @@ TEST(TremoloProcessorImpl, BypassTakesEffectOneBlockLateAndLeavingItRestartsTheT
     t.Gains(frames);
     t.Gains(frames);
     t.fx->SetBypass(true);
-    // The block in which bypass is first seen is still modulated, and runs on.
     std::vector<float> gains = t.Gains(frames);
     for (uint32_t n = 0; n < frames; n += 50)
         EXPECT_NEAR(gains[n], ClosedFormGain(9.0, 0.8, 44100, 2 * frames + n), 1e-6);
-    // From the next block on the audio passes untouched: no crossfade.
     for (int block = 0; block < 3; ++block)
         for (float g : t.Gains(frames))
             ASSERT_EQ(g, 1.0f);
@@ -124,42 +120,36 @@ TEST(TremoloProcessorImpl, BypassTakesEffectOneBlockLateAndLeavingItRestartsTheT
     gains = t.Gains(frames);
     for (uint32_t n = 0; n < frames; n += 50)
         EXPECT_NEAR(gains[n], ClosedFormGain(9.0, 0.8, 44100, n), 1e-6) << n;
-    // Reset restarts the table at the next block too.
     t.fx->Reset();
     EXPECT_NEAR(t.Gains(frames)[frames - 1], ClosedFormGain(9.0, 0.8, 44100, frames - 1), 1e-6);
+    EXPECT_TRUE(t.fx->SetParams(9.0, 0.25));
+    EXPECT_NEAR(t.Gains(frames)[100], ClosedFormGain(9.0, 0.25, 44100, 100), 1e-6);
 }
 
-TEST(TremoloProcessorImpl, SettingsApplyAtTheNextBlockAndSteadyStateAllocatesNothing)
+// Out-of-range settings are refused and leave the table running; after Init
+// the effect passes audio until it gets settings; steady state allocates nothing.
+TEST(TremoloProcessorImpl, SettingsAndSteadyState)
 {
     Tremolo t(256, 1, 44100, 5.0, 0.5);
     for (double freq : {0.5, 1001.0, double(NAN)})
         EXPECT_FALSE(t.fx->SetParams(freq, 0.5)) << freq;
     for (double range : {0.0, 1.0, double(NAN)})
         EXPECT_FALSE(t.fx->SetParams(5.0, range)) << range;
-    // After an Init the effect passes audio until it gets settings.
-    EXPECT_TRUE(t.fx->Init(256, 1, 44100));
     EXPECT_TRUE(t.fx->Init(256, 1, 44100));
     for (float g : t.Gains(256))
         ASSERT_EQ(g, 1.0f);
     EXPECT_TRUE(t.fx->SetParams(5.0, 0.5));
     t.Gains(256);
-    // A refused setting, or the same values again, leave the table running.
     EXPECT_FALSE(t.fx->SetParams(5.0, 2.0));
-    EXPECT_TRUE(t.fx->SetParams(5.0, 0.5));
+    EXPECT_TRUE(t.fx->SetParams(5.0, 0.5));  // the same values again keep the phase
     std::vector<float> block(256 * 3);
-    {
-        testsupport::AllocationCounter counter;
-        for (int i = 1; i < 200; ++i) {
-            std::fill(block.begin(), block.end(), 1.0f);
-            t.Run(block, 256);
-        }
-        EXPECT_EQ(counter.Count(), 0u);
+    testsupport::AllocationCounter counter;
+    for (int i = 1; i < 200; ++i) {
+        std::fill(block.begin(), block.end(), 1.0f);
+        t.Run(block.data(), 256);
     }
+    EXPECT_EQ(counter.Count(), 0u);
     EXPECT_NEAR(block[3], ClosedFormGain(5.0, 0.5, 44100, 199 * 256 + 3), 1e-6);
-    // A new range builds a new table, from its start.
-    EXPECT_TRUE(t.fx->SetParams(1000.0, 0.001));
-    EXPECT_TRUE(t.fx->SetParams(5.0, 0.25));
-    EXPECT_NEAR(t.Gains(256)[100], ClosedFormGain(5.0, 0.25, 44100, 100), 1e-6);
 }
 
 }  // namespace
