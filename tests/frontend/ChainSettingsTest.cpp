@@ -83,15 +83,11 @@ TEST_F(Chain, BypassModeLeavesOnlyLoudnessAndLimiter)
     ASSERT_TRUE(fx->Init(AUDIO_SAMPLEFORMAT_FLOAT, 2, 48000, 0));
     fx->SetFIRImpulse("x", 1);
     fx->SetHeadphoneImpulse("x", 1);
-    using Switch = void (audiofx::AudioEffectsImpl::*)(bool);
-    for (Switch on : {&audiofx::AudioEffectsImpl::SetLoudnessON, &audiofx::AudioEffectsImpl::SetReverbON,
-                      &audiofx::AudioEffectsImpl::SetStereoEnhancerON, &audiofx::AudioEffectsImpl::SetRotate3DON,
-                      &audiofx::AudioEffectsImpl::SetSpatialAudioON, &audiofx::AudioEffectsImpl::SetGraphEQON,
-                      &audiofx::AudioEffectsImpl::SetBassTrebleON, &audiofx::AudioEffectsImpl::SetCompressorON,
-                      &audiofx::AudioEffectsImpl::SetPostCompressorON, &audiofx::AudioEffectsImpl::SetParametricEQON,
-                      &audiofx::AudioEffectsImpl::SetDelayON, &audiofx::AudioEffectsImpl::SetFIRON,
-                      &audiofx::AudioEffectsImpl::SetHeadphoneON, &audiofx::AudioEffectsImpl::SetVibratoON,
-                      &audiofx::AudioEffectsImpl::SetTremoloON})
+    using A = audiofx::AudioEffectsImpl;
+    for (void (A::*on)(bool) : {&A::SetLoudnessON, &A::SetReverbON, &A::SetStereoEnhancerON, &A::SetRotate3DON,
+                                &A::SetSpatialAudioON, &A::SetGraphEQON, &A::SetBassTrebleON, &A::SetCompressorON,
+                                &A::SetPostCompressorON, &A::SetParametricEQON, &A::SetDelayON, &A::SetFIRON,
+                                &A::SetHeadphoneON, &A::SetVibratoON, &A::SetTremoloON})
         (fx->*on)(true);
     Take();
     fx->SetBypassMode(true);

@@ -20,28 +20,20 @@ namespace {
 // Everything switched on with musical settings.
 void SwitchAllOn(audiofx::AudioEffects* fx)
 {
+    using A = audiofx::AudioEffects;
+    for (void (A::*on)(bool) : {&A::SetLoudnessON, &A::SetCompressorON, &A::SetPostCompressorON, &A::SetGraphEQON,
+                                &A::SetBassTrebleON, &A::SetParametricEQON, &A::SetVibratoON, &A::SetTremoloON,
+                                &A::SetDelayON, &A::SetReverbON, &A::SetStereoEnhancerON, &A::SetRotate3DON,
+                                &A::SetSpatialAudioON, &A::SetLimiterON})
+        (fx->*on)(true);
     const float gains[10] = {3, 2, 1, 0, -1, -2, 0, 1, 2, 3};
     const DelayEffectParams delay = {80.0f, 0.4f, 0.0f, -6.0f};
-    fx->SetLoudnessON(true);
     fx->SetLoudnessParams(-3.0f, 0.8f);
-    fx->SetCompressorON(true);
-    fx->SetPostCompressorON(true);
-    fx->SetGraphEQON(true);
     fx->SetGraphEQGains(gains);
-    fx->SetBassTrebleON(true);
     fx->SetBassTrebleGains(4.0f, 2.0f);
-    fx->SetParametricEQON(true);
-    fx->SetVibratoON(true);
     fx->SetVibratoParams(5.0, 0.2);
-    fx->SetTremoloON(true);
     fx->SetTremoloParams(4.0, 0.3);
-    fx->SetDelayON(true);
     fx->SetDelayParams(&delay);
-    fx->SetReverbON(true);
-    fx->SetStereoEnhancerON(true);
-    fx->SetRotate3DON(true);
-    fx->SetSpatialAudioON(true);
-    fx->SetLimiterON(true);
 }
 
 void FillSine(std::vector<int16_t>& chunk, size_t& phase)
