@@ -159,13 +159,11 @@ std::vector<std::string> DefaultDump()
     std::vector<std::string> lines = {
         "Processor instance: Yes",
         "Sample Format: 3, Buffer Frames: 2048, Channels: 2, Samplerate: 48000, Byte per Sample: 4",
-        "BypassMode: false",
-        "Loudness: on false, gain 0.000000, peak 1.000000",
-        "Reverb: on false",
+        "BypassMode: false", "Loudness: on false, gain 0.000000, peak 1.000000", "Reverb: on false",
         "Reverb ER: enable false, Pattern 0, RoomSize 0.000000, SurroundDelay 0.000000",
         "Reverb RVB: PreDelay 25.000000, DecayTime 1.200000, HFDamping 2.250000, Density 80.000000, "
         "RoomShape 100.000000, Quality 8, Diffusion 100.000000, StereoWidth 180.000000",
-        "Reverb TC: enable false",
+        "Reverb TC: enable false",  // the three tone-correction filters follow
         "Reverb TC Filter 1: InsertType 3, CurveType 0, Gain 0.000000, Freq 100.000000, Q 1.000000",
         "Reverb TC Filter 2: InsertType 3, CurveType 1, Gain 0.000000, Freq 1000.000000, Q 1.000000",
         "Reverb TC Filter 3: InsertType 3, CurveType 2, Gain 0.000000, Freq 10000.000000, Q 1.000000",
@@ -191,8 +189,7 @@ std::vector<std::string> DefaultDump()
     lines.insert(lines.end(),
                  {"Delay: on false, Delay 50.000000, Feedback 0.500000, DryLevel 0.000000, WetLevel 0.000000",
                   "FIR: on false, IR size 0", "Headphone: on false, IR size 0",
-                  "Vibrato: on false, Freq 6.000000, Range 0.140000",
-                  "Tremolo: on false, Freq 8.000000, Range 0.250000",
+                  "Vibrato: on false, Freq 6.000000, Range 0.140000", "Tremolo: on false, Freq 8.000000, Range 0.250000",
                   "Limiter: on true, Threshold 0.000000, Attack 0.040000, Release 0.080000, "
                   "OutputGain 0.000000, Ratio 50.000000, InfiniteRatio true"});
     return lines;
@@ -251,7 +248,7 @@ TEST_F(FrontEnd, EndOfStreamAndIdleRules)
         buffer[i] = int16_t(i + 1);
     fx->Push(buffer, 100 * 4, 10);  // less than a block: waits
     end = true;
-    EXPECT_EQ(pull(buffer + 200, sizeof buffer), 0u);
+    EXPECT_EQ(pull(buffer + 200, 400), 0u);
     EXPECT_FALSE(end);
     fx->Push(nullptr, 64, -1);
     EXPECT_EQ(log.Texts(), std::vector<std::string>{"No more data to push."});

@@ -23,10 +23,7 @@ std::string Fmt(const char* format, ...)
 
 namespace {
 
-void Note(const std::string& entry)
-{
-    Journal().calls.push_back(entry);
-}
+void Note(const std::string& entry) { Journal().calls.push_back(entry); }
 
 // The AudioProcessor part shared by all fakes. Process adds nothing to the
 // audio; it records its turn and, for the tail effect, holds the stream open.
@@ -47,9 +44,8 @@ public:
         Note(Fmt("%s.Destroy()", name));
         delete this;
     }
-    void Process(float* samples, bool* draining, uint32_t* frames) override
+    void Process(float*, bool* draining, uint32_t* frames) override
     {
-        (void)samples;
         if (Journal().recordProcess)
             Note(Fmt("%s.Process(%u,%s)", name, *frames, *draining ? "draining" : "-"));
         if (Journal().tailEffect && std::string(Journal().tailEffect) == name && *draining &&
@@ -209,23 +205,16 @@ CompressorProcessor* MakeCompressor()
 
 const ProcessorFactories& FakeFactories()
 {
+    // In the order of the factory table's fields.
     static const ProcessorFactories factories = {
-        &Make<LoudnessProcessor, FakeLoudness>,
-        &Make<ReverbProcessor, FakeReverb>,
-        &Make<StereoEnhancerProcessor, FakeStereoEnhancer>,
-        &Make<Rotate3DProcessor, FakeRotate3D>,
-        &Make<SpatialAudioProcessor, FakeSpatialAudio>,
-        &Make<GraphicEQProcessor, FakeGraphicEQ>,
-        &Make<BassTrebleProcessor, FakeBassTreble>,
-        &MakeCompressor,
-        &Make<ParametricEQProcessor, FakeParametricEQ>,
-        &Make<DelayProcessor, FakeDelay>,
-        &Make<FIRProcessor, FakeFIR>,
-        &Make<HeadphoneProcessor, FakeHeadphone>,
-        &Make<VibratoProcessor, FakeVibrato>,
-        &Make<TremoloProcessor, FakeTremolo>,
-        &Make<LimiterProcessor, FakeLimiter>,
-    };
+        &Make<LoudnessProcessor, FakeLoudness>, &Make<ReverbProcessor, FakeReverb>,
+        &Make<StereoEnhancerProcessor, FakeStereoEnhancer>, &Make<Rotate3DProcessor, FakeRotate3D>,
+        &Make<SpatialAudioProcessor, FakeSpatialAudio>, &Make<GraphicEQProcessor, FakeGraphicEQ>,
+        &Make<BassTrebleProcessor, FakeBassTreble>, &MakeCompressor,
+        &Make<ParametricEQProcessor, FakeParametricEQ>, &Make<DelayProcessor, FakeDelay>,
+        &Make<FIRProcessor, FakeFIR>, &Make<HeadphoneProcessor, FakeHeadphone>,
+        &Make<VibratoProcessor, FakeVibrato>, &Make<TremoloProcessor, FakeTremolo>,
+        &Make<LimiterProcessor, FakeLimiter>};
     return factories;
 }
 
