@@ -75,7 +75,10 @@ void* operator new[](size_t size, const std::nothrow_t&) noexcept { return Alloc
 void* operator new(size_t size, std::align_val_t a) { return OrThrow(AllocateAligned(size, a)); }
 void* operator new[](size_t size, std::align_val_t a) { return OrThrow(AllocateAligned(size, a)); }
 void* operator new(size_t size, std::align_val_t a, const std::nothrow_t&) noexcept { return AllocateAligned(size, a); }
-void* operator new[](size_t size, std::align_val_t a, const std::nothrow_t&) noexcept { return AllocateAligned(size, a); }
+void* operator new[](size_t size, std::align_val_t a, const std::nothrow_t&) noexcept
+{
+    return AllocateAligned(size, a);
+}
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, size_t) noexcept { std::free(p); }
