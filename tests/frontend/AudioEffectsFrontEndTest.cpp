@@ -93,8 +93,8 @@ TEST_F(FrontEnd, BlockSizeFollowsBufferBytesAndTheSameShapeIsReused)
     const AUDIO_SAMPLEFORMAT s16 = AUDIO_SAMPLEFORMAT_S16, f64 = AUDIO_SAMPLEFORMAT_DOUBLE,
                              u8 = AUDIO_SAMPLEFORMAT_U8, s32 = AUDIO_SAMPLEFORMAT_S32, f32 = AUDIO_SAMPLEFORMAT_FLOAT;
     for (const Case& c : {Case{s16, 1, 2, 0, 2048, 2}, Case{s16, 1, 2, 4096, 1024, 2}, Case{s16, 1, 2, 3000, 512, 2},
-                          Case{s16, 1, 2, 1000000, 2048, 2}, Case{f64, 4, 6, 48000, 512, 8}, Case{u8, 0, 1, 1000, 512, 1},
-                          Case{s32, 2, 1, 1000, 128, 4}, Case{f32, 3, 2, 8, 1, 4},
+                          Case{s16, 1, 2, 1000000, 2048, 2}, Case{f64, 4, 6, 48000, 512, 8},
+                          Case{u8, 0, 1, 1000, 512, 1}, Case{s32, 2, 1, 1000, 128, 4}, Case{f32, 3, 2, 8, 1, 4},
                           Case{AUDIO_SAMPLEFORMAT(7), 3, 2, 4096, 512, 4}}) {
         log.Take();
         audiofx::AudioEffectsImpl local(FakeFactories());
