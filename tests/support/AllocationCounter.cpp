@@ -25,19 +25,22 @@ void* Allocate(size_t size)
 {
     if (!LXFX_COUNT_C_ALLOCATOR)
         Note();
-    void* p = std::malloc(size ? size : 1);
-    return p;
+    return std::malloc(size ? size : 1);
 }
 
-void* AllocateAligned(size_t size, size_t alignment)
+void* AllocateAligned(size_t size, std::align_val_t alignment)
 {
     if (!LXFX_COUNT_C_ALLOCATOR)
         Note();
-    if (alignment < sizeof(void*))
-        alignment = sizeof(void*);
     void* p = nullptr;
-    if (posix_memalign(&p, alignment, size ? size : 1) != 0)
-        return nullptr;
+    const size_t a = size_t(alignment) < sizeof(void*) ? sizeof(void*) : size_t(alignment);
+    return posix_memalign(&p, a, size ? size : 1) == 0 ? p : nullptr;
+}
+
+void* OrThrow(void* p)
+{
+    if (!p)
+        throw std::bad_alloc();
     return p;
 }
 
@@ -65,39 +68,16 @@ size_t AllocationCounter::Count() const
 
 // ---- operator new and delete ----
 
-void* operator new(size_t size)
-{
-    if (void* p = Allocate(size))
-        return p;
-    throw std::bad_alloc();
-}
-void* operator new[](size_t size)
-{
-    if (void* p = Allocate(size))
-        return p;
-    throw std::bad_alloc();
-}
+void* operator new(size_t size) { return OrThrow(Allocate(size)); }
+void* operator new[](size_t size) { return OrThrow(Allocate(size)); }
 void* operator new(size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
 void* operator new[](size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void* operator new(size_t size, std::align_val_t a)
-{
-    if (void* p = AllocateAligned(size, size_t(a)))
-        return p;
-    throw std::bad_alloc();
-}
-void* operator new[](size_t size, std::align_val_t a)
-{
-    if (void* p = AllocateAligned(size, size_t(a)))
-        return p;
-    throw std::bad_alloc();
-}
-void* operator new(size_t size, std::align_val_t a, const std::nothrow_t&) noexcept
-{
-    return AllocateAligned(size, size_t(a));
-}
+void* operator new(size_t size, std::align_val_t a) { return OrThrow(AllocateAligned(size, a)); }
+void* operator new[](size_t size, std::align_val_t a) { return OrThrow(AllocateAligned(size, a)); }
+void* operator new(size_t size, std::align_val_t a, const std::nothrow_t&) noexcept { return AllocateAligned(size, a); }
 void* operator new[](size_t size, std::align_val_t a, const std::nothrow_t&) noexcept
 {
-    return AllocateAligned(size, size_t(a));
+    return AllocateAligned(size, a);
 }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
@@ -115,43 +95,30 @@ void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcep
 // ---- the C allocator, outside sanitizer builds (the sanitizers own it) ----
 
 #if LXFX_COUNT_C_ALLOCATOR
+namespace {
+void* Counted(void* p)
+{
+    Note();
+    return p;
+}
+}  // namespace
+
 extern "C" {
 void* __libc_malloc(size_t);
 void* __libc_calloc(size_t, size_t);
 void* __libc_realloc(void*, size_t);
 void* __libc_memalign(size_t, size_t);
 
-void* malloc(size_t size)
-{
-    Note();
-    return __libc_malloc(size);
-}
-void* calloc(size_t n, size_t size)
-{
-    Note();
-    return __libc_calloc(n, size);
-}
-void* realloc(void* p, size_t size)
-{
-    Note();
-    return __libc_realloc(p, size);
-}
-void* aligned_alloc(size_t alignment, size_t size)
-{
-    Note();
-    return __libc_memalign(alignment, size);
-}
-void* memalign(size_t alignment, size_t size)
-{
-    Note();
-    return __libc_memalign(alignment, size);
-}
+void* malloc(size_t size) { return Counted(__libc_malloc(size)); }
+void* calloc(size_t n, size_t size) { return Counted(__libc_calloc(n, size)); }
+void* realloc(void* p, size_t size) { return Counted(__libc_realloc(p, size)); }
+void* aligned_alloc(size_t alignment, size_t size) { return Counted(__libc_memalign(alignment, size)); }
+void* memalign(size_t alignment, size_t size) { return Counted(__libc_memalign(alignment, size)); }
 int posix_memalign(void** out, size_t alignment, size_t size)
 {
-    Note();
-    void* p = __libc_memalign(alignment, size);
+    void* p = Counted(__libc_memalign(alignment, size));
     if (!p)
-        return 12;
+        return 12;  // ENOMEM
     *out = p;
     return 0;
 }

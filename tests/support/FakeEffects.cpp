@@ -23,10 +23,7 @@ std::string Fmt(const char* format, ...)
 
 namespace {
 
-void Note(const std::string& entry)
-{
-    Journal().calls.push_back(entry);
-}
+void Note(const std::string& entry) { Journal().calls.push_back(entry); }
 
 // The AudioProcessor part shared by all fakes. Process adds nothing to the
 // audio; it records its turn and, for the tail effect, holds the stream open.
@@ -40,16 +37,15 @@ public:
     {
         maxFrames = maxFrames_;
         Note(Fmt("%s.Init(%u,%u,%u)", name, maxFrames_, channels, sampleRate));
-        return !Journal().failInit;
+        return true;
     }
     void Destroy() override
     {
         Note(Fmt("%s.Destroy()", name));
         delete this;
     }
-    void Process(float* samples, bool* draining, uint32_t* frames) override
+    void Process(float*, bool* draining, uint32_t* frames) override
     {
-        (void)samples;
         if (Journal().recordProcess)
             Note(Fmt("%s.Process(%u,%s)", name, *frames, *draining ? "draining" : "-"));
         if (Journal().tailEffect && std::string(Journal().tailEffect) == name && *draining &&
@@ -67,91 +63,66 @@ public:
     }
 
 protected:
+    bool Load(uint64_t size)
+    {
+        Note(Fmt("%s.SetImpulse(%llu)", name, static_cast<unsigned long long>(size)));
+        return Journal().impulseLoads && size > 0;
+    }
+
     const char* name;
     uint32_t maxFrames = 0;
     unsigned tailGiven = 0;
 };
 
+// Setters whose values a test reads note them; the others take them silently.
 struct FakeLoudness final : Fake<LoudnessProcessor> {
     FakeLoudness() : Fake("loudness") {}
-    void SetParams(const LoudnessInfo& i) override
-    {
-        Note(Fmt("loudness.SetParams(%g,%g)", i.gain, i.peak));
-    }
+    void SetParams(const LoudnessInfo& i) override { Note(Fmt("loudness.SetParams(%g,%g)", i.gain, i.peak)); }
 };
 
 struct FakeReverb final : Fake<ReverbProcessor> {
     FakeReverb() : Fake("reverb") {}
-    void SetEarlyReflections(bool e, uint32_t p, float r, float s) override
-    {
-        Note(Fmt("reverb.SetEarlyReflections(%d,%u,%g,%g)", int(e), p, r, s));
-    }
-    void SetReverbBody(const ReverbParams& p) override
-    {
-        Note(Fmt("reverb.SetReverbBody(%g,%g,%g,%g,%g,%u,%g,%g)", p.PreDelay, p.DecayTime,
-                 p.HFDamping, p.Density, p.RoomShape, p.Quality, p.Diffusion, p.StereoWidth));
-    }
-    void SetToneCorrectionEnable(bool e) override
-    {
-        Note(Fmt("reverb.SetToneCorrectionEnable(%d)", int(e)));
-    }
+    void SetEarlyReflections(bool, uint32_t, float, float) override {}
+    void SetReverbBody(const ReverbParams&) override {}
+    void SetToneCorrectionEnable(bool) override {}
     void SetToneCorrectionFilter(uint32_t i, const ReverbFilterParams& f) override
     {
-        Note(Fmt("reverb.SetToneCorrectionFilter(%u,%u,%u,%g,%g,%g)", i, f.InsertType, f.CurveType,
-                 f.Gain, f.Freq, f.Q));
+        Note(Fmt("reverb.SetToneCorrectionFilter(%u,%u,%u,%g,%g,%g)", i, f.InsertType, f.CurveType, f.Gain, f.Freq,
+                 f.Q));
     }
-    void SetInputLevels(float c, float l) override
-    {
-        Note(Fmt("reverb.SetInputLevels(%g,%g)", c, l));
-    }
-    void SetReverbLevels(float f, float r, float c, float l) override
-    {
-        Note(Fmt("reverb.SetReverbLevels(%g,%g,%g,%g)", f, r, c, l));
-    }
-    void SetOutputLevels(float d, float e, float r) override
-    {
-        Note(Fmt("reverb.SetOutputLevels(%g,%g,%g)", d, e, r));
-    }
+    void SetInputLevels(float, float) override {}
+    void SetReverbLevels(float, float, float, float) override {}
+    void SetOutputLevels(float, float, float) override {}
 };
 
 struct FakeStereoEnhancer final : Fake<StereoEnhancerProcessor> {
     FakeStereoEnhancer() : Fake("stereoEnhancer") {}
-    void SetParams(float p, float s, bool sh, uint32_t a) override
-    {
-        Note(Fmt("stereoEnhancer.SetParams(%g,%g,%d,%u)", p, s, int(sh), a));
-    }
+    void SetParams(float, float, bool, uint32_t) override {}
 };
 
 struct FakeRotate3D final : Fake<Rotate3DProcessor> {
     FakeRotate3D() : Fake("rotate3D") {}
-    void SetParams(float v) override { Note(Fmt("rotate3D.SetParams(%g)", v)); }
+    void SetParams(float) override {}
 };
 
 struct FakeSpatialAudio final : Fake<SpatialAudioProcessor> {
     FakeSpatialAudio() : Fake("spatialAudio") {}
-    void SetParams(const SpatialAudioParams& p) override
-    {
-        Note(Fmt("spatialAudio.SetParams(%g,%g,%g,%g,%g,%g,%g,%g,%d)", p.FL, p.FR, p.Center, p.SL,
-                 p.SR, p.RL, p.RR, p.LFE, int(p.Enhance)));
-    }
+    void SetParams(const SpatialAudioParams&) override {}
 };
 
 struct FakeGraphicEQ final : Fake<GraphicEQProcessor> {
     FakeGraphicEQ() : Fake("graphicEQ") {}
     void SetBandGains(const float* g) override
     {
-        Note(Fmt("graphicEQ.SetBandGains(%g,%g,%g,%g,%g,%g,%g,%g,%g,%g)", g[0], g[1], g[2], g[3],
-                 g[4], g[5], g[6], g[7], g[8], g[9]));
+        Note(Fmt("graphicEQ.SetBandGains(%g,%g,%g,%g,%g,%g,%g,%g,%g,%g)", g[0], g[1], g[2], g[3], g[4], g[5], g[6],
+                 g[7], g[8], g[9]));
     }
 };
 
 struct FakeBassTreble final : Fake<BassTrebleProcessor> {
     FakeBassTreble() : Fake("bassTreble") {}
-    void SetGains(float b, float t) override { Note(Fmt("bassTreble.SetGains(%g,%g)", b, t)); }
-    void SetFilters(float bf, float bq, float tf, float tq) override
-    {
-        Note(Fmt("bassTreble.SetFilters(%g,%g,%g,%g)", bf, bq, tf, tq));
-    }
+    void SetGains(float, float) override {}
+    void SetFilters(float, float, float, float) override {}
 };
 
 // The two compressor instances are told apart by creation order.
@@ -159,18 +130,17 @@ struct FakeCompressor final : Fake<CompressorProcessor> {
     explicit FakeCompressor(const char* n) : Fake(n) {}
     void SetParams(const CompressorEffectParams& p) override
     {
-        Note(Fmt("%s.SetParams(%g,%g,%g,%g,%g,%g,%g)", name, p.Threshold, p.Ratio, p.Attack,
-                 p.Release, p.Range, p.PreGain, p.PostGain));
+        Note(Fmt("%s.SetParams(%g,%g,%g,%g,%g,%g,%g)", name, p.Threshold, p.Ratio, p.Attack, p.Release, p.Range,
+                 p.PreGain, p.PostGain));
     }
 };
 
 struct FakeParametricEQ final : Fake<ParametricEQProcessor> {
     FakeParametricEQ() : Fake("parametricEQ") {}
-    void SetOutputGain(float g) override { Note(Fmt("parametricEQ.SetOutputGain(%g)", g)); }
+    void SetOutputGain(float) override {}
     void SetFilter(uint32_t i, const ParametricEQFilterParams& f) override
     {
-        Note(Fmt("parametricEQ.SetFilter(%u,%u,%g,%g,%g,%d)", i, f.FilterType, f.Gain, f.Freq, f.Q,
-                 int(f.on)));
+        Note(Fmt("parametricEQ.SetFilter(%u,%u,%g,%g,%g,%d)", i, f.FilterType, f.Gain, f.Freq, f.Q, int(f.on)));
     }
 };
 
@@ -183,31 +153,20 @@ struct FakeDelay final : Fake<DelayProcessor> {
     void SetUnused(uint32_t, uint32_t, uint32_t) override {}
 };
 
+// The impulse effects load whatever is not empty, unless the journal says otherwise.
 struct FakeFIR final : Fake<FIRProcessor> {
     FakeFIR() : Fake("fir") {}
-    bool SetImpulse(const void*, uint64_t size) override
-    {
-        Note(Fmt("fir.SetImpulse(%llu)", static_cast<unsigned long long>(size)));
-        return Journal().impulseLoads && size > 0;
-    }
+    bool SetImpulse(const void*, uint64_t size) override { return Load(size); }
 };
 
 struct FakeHeadphone final : Fake<HeadphoneProcessor> {
     FakeHeadphone() : Fake("headphone") {}
-    bool SetImpulse(const void*, uint64_t size, float, float) override
-    {
-        Note(Fmt("headphone.SetImpulse(%llu)", static_cast<unsigned long long>(size)));
-        return Journal().impulseLoads && size > 0;
-    }
+    bool SetImpulse(const void*, uint64_t size, float, float) override { return Load(size); }
 };
 
 struct FakeVibrato final : Fake<VibratoProcessor> {
     FakeVibrato() : Fake("vibrato") {}
-    bool SetParams(double f, double r) override
-    {
-        Note(Fmt("vibrato.SetParams(%g,%g)", f, r));
-        return true;
-    }
+    bool SetParams(double, double) override { return true; }
 };
 
 struct FakeTremolo final : Fake<TremoloProcessor> {
@@ -223,8 +182,8 @@ struct FakeLimiter final : Fake<LimiterProcessor> {
     FakeLimiter() : Fake("limiter") {}
     void SetParams(const LimiterEffectParams& p) override
     {
-        Note(Fmt("limiter.SetParams(%g,%g,%g,%g,%d,%g)", p.Threshold, p.Attack, p.Release,
-                 p.OutputGain, int(p.InfiniteRatio), p.Ratio));
+        Note(Fmt("limiter.SetParams(%g,%g,%g,%g,%d,%g)", p.Threshold, p.Attack, p.Release, p.OutputGain,
+                 int(p.InfiniteRatio), p.Ratio));
     }
 };
 
@@ -246,23 +205,16 @@ CompressorProcessor* MakeCompressor()
 
 const ProcessorFactories& FakeFactories()
 {
+    // In the order of the factory table's fields.
     static const ProcessorFactories factories = {
-        &Make<LoudnessProcessor, FakeLoudness>,
-        &Make<ReverbProcessor, FakeReverb>,
-        &Make<StereoEnhancerProcessor, FakeStereoEnhancer>,
-        &Make<Rotate3DProcessor, FakeRotate3D>,
-        &Make<SpatialAudioProcessor, FakeSpatialAudio>,
-        &Make<GraphicEQProcessor, FakeGraphicEQ>,
-        &Make<BassTrebleProcessor, FakeBassTreble>,
-        &MakeCompressor,
-        &Make<ParametricEQProcessor, FakeParametricEQ>,
-        &Make<DelayProcessor, FakeDelay>,
-        &Make<FIRProcessor, FakeFIR>,
-        &Make<HeadphoneProcessor, FakeHeadphone>,
-        &Make<VibratoProcessor, FakeVibrato>,
-        &Make<TremoloProcessor, FakeTremolo>,
-        &Make<LimiterProcessor, FakeLimiter>,
-    };
+        &Make<LoudnessProcessor, FakeLoudness>, &Make<ReverbProcessor, FakeReverb>,
+        &Make<StereoEnhancerProcessor, FakeStereoEnhancer>, &Make<Rotate3DProcessor, FakeRotate3D>,
+        &Make<SpatialAudioProcessor, FakeSpatialAudio>, &Make<GraphicEQProcessor, FakeGraphicEQ>,
+        &Make<BassTrebleProcessor, FakeBassTreble>, &MakeCompressor,
+        &Make<ParametricEQProcessor, FakeParametricEQ>, &Make<DelayProcessor, FakeDelay>,
+        &Make<FIRProcessor, FakeFIR>, &Make<HeadphoneProcessor, FakeHeadphone>,
+        &Make<VibratoProcessor, FakeVibrato>, &Make<TremoloProcessor, FakeTremolo>,
+        &Make<LimiterProcessor, FakeLimiter>};
     return factories;
 }
 

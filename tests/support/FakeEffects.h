@@ -31,7 +31,6 @@ namespace testsupport {
 struct FakeJournal {
     std::vector<std::string> calls;
     bool recordProcess = false;
-    bool failInit = false;
     // Extra frames a "tail" effect gives once draining starts.
     const char* tailEffect = nullptr;
     unsigned tailBlocks = 0;
