@@ -1,10 +1,6 @@
 // Bad input ends lxfx with exit status 2, one line on stderr that names the
 // problem, and no new file: an output already there is left as it was, and no
 // temporary stays beside it.
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "ToolHarness.h"
 
 namespace lxfxtest {
@@ -42,9 +38,7 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
         {nullptr, {"process", "@in.wav", "@no/such/folder/out.wav"}, "cannot write output"},
         {nullptr, {"process", "@in.wav", "@out.mp9"}, "cannot tell the output format from"},
     };
-    AudioData tone{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, {}};
-    for (int i = 0; i < 2000; ++i)
-        tone.samples.push_back(double((i * 37) % 2000 - 1000));
+    const AudioData tone{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, std::vector<double>(4000, 1000.0)};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.message);
         ScratchDir dir;

@@ -1,12 +1,8 @@
 // lxfx process on real files: what comes out of the default chain, the
 // containers and encodings kept, the figures of the summary.
-#include <cmath>
 #include <cstdio>
 #include <random>
-#include <string>
 #include <tuple>
-
-#include <gtest/gtest.h>
 
 #include "ToolHarness.h"
 
@@ -36,12 +32,9 @@ TEST(LxfxProcess, DefaultChainReturnsQuietPcmBitExactAndOfTheSameLength)
 {
     struct Case {
         const char* name;
-        int encoding;
-        int channels;
-        int sampleRate;
+        int encoding, channels, sampleRate;
         double fullScale;  // 0 for float
-        int frames;
-        int extraFrames;
+        int frames, extraFrames;
         std::vector<std::string> extraArgs;
     };
     // 88323 frames: no block size divides it, so the front end adds no frame.
@@ -69,8 +62,8 @@ TEST(LxfxProcess, DefaultChainReturnsQuietPcmBitExactAndOfTheSameLength)
         const AudioData input =
             QuietSignal(SF_FORMAT_WAV | c.encoding, c.channels, c.sampleRate, c.fullScale, c.frames);
         WriteAudio(dir.Path("in.wav"), input);
-        std::vector<std::string> args = {"process", dir.Path("in.wav"), dir.Path("out.wav")};
-        args.insert(args.end(), c.extraArgs.begin(), c.extraArgs.end());
+        std::vector<std::string> args = c.extraArgs;
+        args.insert(args.begin(), {"process", dir.Path("in.wav"), dir.Path("out.wav")});
         const RunResult run = RunLxfx(args);
         ASSERT_EQ(run.exitStatus, 0) << run.err;
 
@@ -116,8 +109,8 @@ TEST(LxfxProcess, FlacInFlacOutContainerFromTheExtensionAndTheSummaryFigures)
     WriteAudio(dir.Path("sine.wav"), sine);
     const RunResult run = RunLxfx({"process", dir.Path("sine.wav"), dir.Path("sine.flac")});
     ASSERT_EQ(run.exitStatus, 0) << run.err;
-    for (const char* line : {"format  48000 Hz, 2 channels, float\n",
-                             "in          1.500 s       72000 frames  peak  -6.02 dBFS  RMS  -9.03 dBFS", "x real time"})
+    for (const char* line : {"format  48000 Hz, 2 channels, float\n", "x real time",
+                             "in          1.500 s       72000 frames  peak  -6.02 dBFS  RMS  -9.03 dBFS"})
         EXPECT_NE(run.out.find(line), std::string::npos) << run.out;
     const AudioData flac = ReadAudio(dir.Path("sine.flac"));
     EXPECT_EQ(flac.format, SF_FORMAT_FLAC | SF_FORMAT_PCM_24);

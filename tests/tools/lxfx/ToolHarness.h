@@ -1,12 +1,14 @@
 // Test support for the command-line host: a scratch folder, a way to run the
 // built program and collect its output, and audio files made and read back
-// with libsndfile.
+// with libsndfile. It brings the headers every test of the tool uses.
 #pragma once
 
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
