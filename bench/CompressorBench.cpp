@@ -11,7 +11,7 @@
 #include "FrameCounters.h"
 
 #include "ov/OvMemAllocDefault.h"
-#include "sdk/dsp/OvCompressor.h"
+#include "sdk/dsp/dynamics/OvCompressor.h"
 #include "wrappers/CompressorProcessor.h"
 
 namespace {

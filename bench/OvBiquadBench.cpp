@@ -6,8 +6,8 @@
 
 #include "FrameCounters.h"
 
-#include "sdk/dsp/BiquadShape.h"
-#include "sdk/dsp/OvBiquad.h"
+#include "sdk/dsp/filters/BiquadShape.h"
+#include "sdk/dsp/filters/OvBiquad.h"
 
 namespace {
 

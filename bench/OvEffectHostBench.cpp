@@ -7,7 +7,7 @@
 
 #include "FrameCounters.h"
 
-#include "frontend/AudioProcessor.h"
+#include "common/AudioProcessor.h"
 #include "ov/IOvEffectParams.h"
 #include "ov/OvPluginNew.h"
 #include "wrappers/OvProcessorWrapper.h"

@@ -11,7 +11,7 @@
 #include <cstdint>
 
 #include "effects/LoudnessGating.h"
-#include "frontend/AudioProcessor.h"
+#include "common/AudioProcessor.h"
 #include "lxaudioeffects/ReplayGainProcessor.h"
 
 class LoudnessAnalyzerImpl final : public AudioProcessor {

@@ -4,8 +4,8 @@
 #include <new>
 
 #include "effects/LoudnessAnalyzerImpl.h"
-#include "frontend/AudioFifo.h"
-#include "frontend/SampleFormat.h"
+#include "common/AudioFifo.h"
+#include "common/SampleFormat.h"
 
 namespace {
 

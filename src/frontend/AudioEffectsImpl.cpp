@@ -4,10 +4,10 @@
 #include <cstring>
 #include <new>
 
-#include "frontend/AudioFifo.h"
+#include "common/AudioFifo.h"
 #include "frontend/EffectDefaults.h"
 #include "frontend/LXAudioEffectsProcessorImpl.h"
-#include "frontend/SampleFormat.h"
+#include "common/SampleFormat.h"
 
 #define LOG_LINE(level, ...)                                     \
     do {                                                         \

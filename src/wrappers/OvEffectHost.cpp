@@ -4,7 +4,7 @@
 
 #include "ov/OvMemAllocDefault.h"
 #include "ov/OvStreamFormat.h"
-#include "sdk/dsp/Mix2Interp.h"
+#include "sdk/dsp/delays/Mix2Interp.h"
 #include "wrappers/FlushToZeroScope.h"
 
 bool OvEffectHost::InitPlugin(IOvEffect* in_pPlugin, IOvEffectParams* in_pParams, uint32_t in_uMaxFrames,

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "frontend/AudioProcessor.h"
+#include "common/AudioProcessor.h"
 #include "lxaudioeffects/AudioTypes.h"
 
 class ReverbProcessor : public AudioProcessor {

@@ -13,7 +13,7 @@
 #include <functional>
 #include <vector>
 
-#include "frontend/AudioProcessor.h"
+#include "common/AudioProcessor.h"
 #include "ov/OvMemAllocDefault.h"
 #include "ov/OvPipelineBuffer.h"
 #include "ov/OvPluginNew.h"

@@ -9,7 +9,7 @@
 
 #include "ov/IOvEffect.h"
 #include "ov/OvPipelineBuffer.h"
-#include "sdk/dsp/OvCompressor.h"
+#include "sdk/dsp/dynamics/OvCompressor.h"
 #include "sdk/plugins/OvCompressor/OvCompressorFXParams.h"
 
 class OvCompressorFX final : public IOvEffect {

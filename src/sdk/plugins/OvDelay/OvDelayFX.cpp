@@ -8,7 +8,7 @@
 #include "ov/OvGainRamp.h"
 #include "ov/OvPluginNew.h"
 #include "ov/OvStreamFormat.h"
-#include "sdk/dsp/Mix2Interp.h"
+#include "sdk/dsp/delays/Mix2Interp.h"
 #include "sdk/plugins/OvDelay/OvDelayFXParams.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include "ov/IOvEffect.h"
 #include "ov/OvPipelineBuffer.h"
 #include "ov/OvTailExtender.h"
-#include "sdk/dsp/DelayLine.h"
+#include "sdk/dsp/delays/DelayLine.h"
 
 class OvDelayFXParams;
 class IOvEffectContext;

@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "ov/IOvEffect.h"
-#include "sdk/dsp/OvMultiBandEQ.h"
+#include "sdk/dsp/filters/OvMultiBandEQ.h"
 #include "sdk/plugins/OvGraphicEQ/OvGraphicEQFXParams.h"
 
 class OvGraphicEQFX final : public IOvEffect {

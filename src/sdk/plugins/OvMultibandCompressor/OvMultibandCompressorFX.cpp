@@ -9,7 +9,7 @@
 #include "ov/OvGainRamp.h"
 #include "ov/OvPluginNew.h"
 #include "ov/OvStreamFormat.h"
-#include "sdk/dsp/Mix2Interp.h"
+#include "sdk/dsp/delays/Mix2Interp.h"
 
 OvResult OvMultibandCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext,
                                        IOvEffectParams* in_pParams, const OvStreamFormat& in_format)

@@ -11,8 +11,8 @@
 
 #include "ov/IOvEffect.h"
 #include "ov/OvPipelineBuffer.h"
-#include "sdk/dsp/OvCompressor.h"
-#include "sdk/dsp/OvCrossoverEQ.h"
+#include "sdk/dsp/dynamics/OvCompressor.h"
+#include "sdk/dsp/filters/OvCrossoverEQ.h"
 #include "sdk/plugins/OvMultibandCompressor/OvMultibandCompressorFXParams.h"
 
 class OvMeterWriter;

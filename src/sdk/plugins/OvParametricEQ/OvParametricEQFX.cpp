@@ -8,7 +8,7 @@
 #include "ov/OvPipelineBuffer.h"
 #include "ov/OvPluginNew.h"
 #include "ov/OvStreamFormat.h"
-#include "sdk/dsp/BiquadShape.h"
+#include "sdk/dsp/filters/BiquadShape.h"
 
 OvResult OvParametricEQFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* /*in_pContext*/,
                                 IOvEffectParams* in_pParams, const OvStreamFormat& in_format)

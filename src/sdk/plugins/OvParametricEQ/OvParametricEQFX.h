@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "ov/IOvEffect.h"
-#include "sdk/dsp/OvBiquadMulti.h"
+#include "sdk/dsp/filters/OvBiquadMulti.h"
 #include "sdk/plugins/OvParametricEQ/OvParametricEQFXParams.h"
 
 class OvParametricEQFX final : public IOvEffect {

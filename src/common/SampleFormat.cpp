@@ -1,4 +1,4 @@
-#include "frontend/SampleFormat.h"
+#include "common/SampleFormat.h"
 
 uint32_t BytesPerSample(AUDIO_SAMPLEFORMAT format)
 {

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <vector>
 
-#include "sdk/dsp/BiquadShape.h"
-#include "sdk/dsp/OvBiquad.h"
+#include "sdk/dsp/filters/BiquadShape.h"
+#include "sdk/dsp/filters/OvBiquad.h"
 #include "support/FrequencyResponse.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "ov/OvMemAllocDefault.h"
-#include "sdk/dsp/DelayLine.h"
+#include "sdk/dsp/delays/DelayLine.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "sdk/dsp/OvCompressor.h"
+#include "sdk/dsp/dynamics/OvCompressor.h"
 #include "support/OvPluginHarness.h"
 
 namespace {

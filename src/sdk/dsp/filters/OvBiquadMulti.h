@@ -8,7 +8,7 @@
 
 #include "ov/IOvMemAlloc.h"
 #include "ov/OvCommonDefs.h"
-#include "sdk/dsp/OvBiquadCoefs.h"
+#include "sdk/dsp/filters/OvBiquadCoefs.h"
 
 class OvBiquadMulti : public OvBiquadCoefs {
 public:

@@ -1,4 +1,4 @@
-#include "sdk/dsp/OvBiquadCoefs.h"
+#include "sdk/dsp/filters/OvBiquadCoefs.h"
 
 #include <cstddef>
 

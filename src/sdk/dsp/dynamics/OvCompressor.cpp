@@ -1,4 +1,4 @@
-#include "sdk/dsp/OvCompressor.h"
+#include "sdk/dsp/dynamics/OvCompressor.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
-#include "sdk/dsp/DesignBiquad.h"
+#include "sdk/dsp/filters/DesignBiquad.h"
 
 #include "ov/OvAssert.h"
 #include "ov/OvFastMath.h"
-#include "sdk/dsp/BiquadShape.h"
+#include "sdk/dsp/filters/BiquadShape.h"
 
 void DesignBiquad(OvBiquadCoefs& io_filter, int in_iType, float in_fSampleRate, float in_fFrequencyHz,
                   float in_fGainDb, float in_fQ)

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "ov/OvMemAllocDefault.h"
-#include "sdk/dsp/OvCrossoverEQ.h"
+#include "sdk/dsp/filters/OvCrossoverEQ.h"
 #include "support/FrequencyResponse.h"
 #include "support/OvPluginHarness.h"
 #include "support/RecordingAssertHook.h"

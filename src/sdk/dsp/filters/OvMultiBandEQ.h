@@ -8,7 +8,7 @@
 
 #include "ov/IOvMemAlloc.h"
 #include "ov/OvCommonDefs.h"
-#include "sdk/dsp/OvBiquad.h"
+#include "sdk/dsp/filters/OvBiquad.h"
 
 class OvPipelineBuffer;
 

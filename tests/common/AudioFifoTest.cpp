@@ -1,4 +1,4 @@
-#include "frontend/AudioFifo.h"
+#include "common/AudioFifo.h"
 
 #include <gtest/gtest.h>
 

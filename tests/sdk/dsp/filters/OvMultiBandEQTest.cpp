@@ -7,9 +7,9 @@
 
 #include "ov/OvMemAllocDefault.h"
 #include "ov/OvPipelineBuffer.h"
-#include "sdk/dsp/DesignBiquad.h"
-#include "sdk/dsp/OvBiquadMulti.h"
-#include "sdk/dsp/OvMultiBandEQ.h"
+#include "sdk/dsp/filters/DesignBiquad.h"
+#include "sdk/dsp/filters/OvBiquadMulti.h"
+#include "sdk/dsp/filters/OvMultiBandEQ.h"
 #include "support/RecordingAssertHook.h"
 
 namespace {

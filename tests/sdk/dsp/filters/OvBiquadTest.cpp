@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "sdk/dsp/OvBiquad.h"
+#include "sdk/dsp/filters/OvBiquad.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "sdk/dsp/OvCrossoverEQ.h"
+#include "sdk/dsp/filters/OvCrossoverEQ.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 
 #include "ov/OvAssert.h"
 #include "ov/OvPipelineBuffer.h"
-#include "sdk/dsp/DesignBiquad.h"
+#include "sdk/dsp/filters/DesignBiquad.h"
 
 namespace {
 

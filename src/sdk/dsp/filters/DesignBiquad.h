@@ -5,7 +5,7 @@
 // clamped to 45 % of the rate; gain in dB (types 0-2, 7, 8); q unused by 3, 4.
 #pragma once
 
-#include "sdk/dsp/OvBiquadCoefs.h"
+#include "sdk/dsp/filters/OvBiquadCoefs.h"
 
 // An unknown type is reported and leaves the filter as it was.
 void DesignBiquad(OvBiquadCoefs& io_filter, int in_iType, float in_fSampleRate, float in_fFrequencyHz,

@@ -1,4 +1,4 @@
-#include "sdk/dsp/OvBiquadMulti.h"
+#include "sdk/dsp/filters/OvBiquadMulti.h"
 
 #include <cstring>
 

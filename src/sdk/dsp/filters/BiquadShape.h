@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "sdk/dsp/OvBiquadCoefs.h"
+#include "sdk/dsp/filters/OvBiquadCoefs.h"
 
 enum OvBiquadShape : uint32_t {
     OV_Shape_ButterworthLowPass = 0,

@@ -1,11 +1,11 @@
-#include "sdk/dsp/OvMultiBandEQ.h"
+#include "sdk/dsp/filters/OvMultiBandEQ.h"
 
 #include <new>
 
 #include "ov/OvAssert.h"
 #include "ov/OvPipelineBuffer.h"
 
-#include "sdk/dsp/DesignBiquad.h"
+#include "sdk/dsp/filters/DesignBiquad.h"
 
 OvMultiBandEQ::~OvMultiBandEQ()
 {

@@ -20,7 +20,7 @@
 
 #include <cstdint>
 
-#include "sdk/dsp/OvMultiBandEQ.h"
+#include "sdk/dsp/filters/OvMultiBandEQ.h"
 
 constexpr uint32_t MAX_CROSSOVER_BANDS = 5;
 

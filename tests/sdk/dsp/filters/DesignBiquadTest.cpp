@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "sdk/dsp/DesignBiquad.h"
-#include "sdk/dsp/OvBiquad.h"
+#include "sdk/dsp/filters/DesignBiquad.h"
+#include "sdk/dsp/filters/OvBiquad.h"
 #include "support/FrequencyResponse.h"
 #include "support/RecordingAssertHook.h"
 

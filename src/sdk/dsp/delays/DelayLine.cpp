@@ -1,4 +1,4 @@
-#include "sdk/dsp/DelayLine.h"
+#include "sdk/dsp/delays/DelayLine.h"
 
 #include <cstring>
 

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "sdk/dsp/Mix2Interp.h"
+#include "sdk/dsp/delays/Mix2Interp.h"
 #include "support/RecordingAssertHook.h"
 
 namespace {

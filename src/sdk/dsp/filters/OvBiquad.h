@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "sdk/dsp/OvBiquadCoefs.h"
+#include "sdk/dsp/filters/OvBiquadCoefs.h"
 
 class OvBiquad : public OvBiquadCoefs {
 public:

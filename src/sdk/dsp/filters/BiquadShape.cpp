@@ -1,4 +1,4 @@
-#include "sdk/dsp/BiquadShape.h"
+#include "sdk/dsp/filters/BiquadShape.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "sdk/dsp/Mix2Interp.h"
+#include "sdk/dsp/delays/Mix2Interp.h"
 
 #include "ov/OvAssert.h"
 
