@@ -1,5 +1,6 @@
 #include "frontend/LXAudioEffectsProcessorImpl.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -34,18 +35,6 @@ void DestroyAndClear(T*& effect)
     effect = nullptr;
 }
 
-// Makes and initialises one effect. A missing factory leaves the slot empty
-// and is no failure; a null from Create or a false from Init is.
-template <typename T>
-bool MakeEffect(T*& slot, T* (*create)(), uint32_t maxFrames, uint32_t channels,
-                uint32_t sampleRate)
-{
-    if (!create)
-        return true;
-    slot = create();
-    return slot && slot->Init(maxFrames, channels, sampleRate);
-}
-
 }  // namespace
 
 LXAudioEffectsProcessor* LXAudioEffectsProcessor::Create()
@@ -56,6 +45,7 @@ LXAudioEffectsProcessor* LXAudioEffectsProcessor::Create()
 LXAudioEffectsProcessorImpl::LXAudioEffectsProcessorImpl(const ProcessorFactories& factories_)
     : factories(factories_)
 {
+    switches[Index(Slot::Limiter)] = true;
 }
 
 LXAudioEffectsProcessorImpl::~LXAudioEffectsProcessorImpl()
@@ -72,51 +62,43 @@ void LXAudioEffectsProcessorImpl::Destroy()
 void LXAudioEffectsProcessorImpl::Release()
 {
     DestroyAndClear(inputConverter);
-    DestroyAndClear(loudness);
-    DestroyAndClear(reverb);
-    DestroyAndClear(stereoEnhancer);
-    DestroyAndClear(rotate3D);
-    DestroyAndClear(spatialAudio);
-    DestroyAndClear(graphicEQ);
-    DestroyAndClear(bassTreble);
-    DestroyAndClear(compressor);
-    DestroyAndClear(postCompressor);
-    DestroyAndClear(parametricEQ);
-    DestroyAndClear(delay);
-    DestroyAndClear(fir);
-    DestroyAndClear(headphone);
-    DestroyAndClear(vibrato);
-    DestroyAndClear(tremolo);
-    DestroyAndClear(limiter);
+    for (Slot slot : kBuildOrder)
+        DestroyAndClear(effects[Index(slot)]);
     DestroyAndClear(outputConverter);
     ::operator delete[](floatBuffer, kBufferAlignment);
     floatBuffer = nullptr;
     floatBufferBytes = 0;
 }
 
+// Makes and initialises one effect; null when the build has none, when
+// memory ran out or when its Init failed.
+AudioProcessor* LXAudioEffectsProcessorImpl::Make(Slot slot) const
+{
+    const ProcessorFactories::Factory create = factories.create[Index(slot)];
+    AudioProcessor* effect = create ? create() : nullptr;
+    if (effect && !effect->Init(maxFrames, channels, sampleRate)) {
+        effect->Destroy();
+        effect = nullptr;
+    }
+    return effect;
+}
+
+// A missing factory leaves the slot empty and is no failure; a null from
+// Create or a false from Init is.
 bool LXAudioEffectsProcessorImpl::CreateEffects()
 {
-    if (!MakeEffect(loudness, factories.loudness, maxFrames, channels, sampleRate))
-        return false;
-    if (loudness)
-        loudness->SetParams(LoudnessInfo{0.0f, 1.0f});
-    if (!MakeEffect(reverb, factories.reverb, maxFrames, channels, sampleRate))
-        return false;
-    if (channels == 2) {
-        if (!MakeEffect(stereoEnhancer, factories.stereoEnhancer, maxFrames, channels, sampleRate) ||
-            !MakeEffect(rotate3D, factories.rotate3D, maxFrames, channels, sampleRate) ||
-            !MakeEffect(spatialAudio, factories.spatialAudio, maxFrames, channels, sampleRate))
+    for (Slot slot : kBuildOrder) {
+        if (Info(slot).madeByImpulse || (Info(slot).stereoOnly && channels != 2))
+            continue;
+        if (!factories.create[Index(slot)])
+            continue;
+        effects[Index(slot)] = Make(slot);
+        if (!effects[Index(slot)])
             return false;
+        if (slot == Slot::Loudness)
+            Get<Slot::Loudness>()->SetParams(LoudnessInfo{0.0f, 1.0f});
     }
-    return MakeEffect(graphicEQ, factories.graphicEQ, maxFrames, channels, sampleRate) &&
-           MakeEffect(bassTreble, factories.bassTreble, maxFrames, channels, sampleRate) &&
-           MakeEffect(compressor, factories.compressor, maxFrames, channels, sampleRate) &&
-           MakeEffect(postCompressor, factories.compressor, maxFrames, channels, sampleRate) &&
-           MakeEffect(parametricEQ, factories.parametricEQ, maxFrames, channels, sampleRate) &&
-           MakeEffect(delay, factories.delay, maxFrames, channels, sampleRate) &&
-           MakeEffect(vibrato, factories.vibrato, maxFrames, channels, sampleRate) &&
-           MakeEffect(tremolo, factories.tremolo, maxFrames, channels, sampleRate) &&
-           MakeEffect(limiter, factories.limiter, maxFrames, channels, sampleRate);
+    return true;
 }
 
 bool LXAudioEffectsProcessorImpl::Init(AUDIO_SAMPLEFORMAT format, uint32_t maxFrames_,
@@ -168,13 +150,8 @@ void LXAudioEffectsProcessorImpl::Process(void* data, uint32_t* frames, bool* do
     if (inputConverter && *frames > 0)
         inputConverter->Convert(data, floatBuffer, *frames);
 
-    AudioProcessor* const order[] = {
-        loudness, compressor, graphicEQ, bassTreble, parametricEQ, postCompressor,
-        vibrato,  tremolo,    stereoEnhancer, rotate3D, spatialAudio, delay,
-        reverb,   fir,        headphone,  limiter,
-    };
-    for (AudioProcessor* effect : order) {
-        if (effect) {
+    for (Slot slot : kProcessOrder) {
+        if (AudioProcessor* effect = effects[Index(slot)]) {
             effect->Process(floatBuffer, done, frames);
             if (*frames > maxFrames)  // an effect that breaks its contract must not overrun
                 *frames = maxFrames;
@@ -188,287 +165,260 @@ void LXAudioEffectsProcessorImpl::Process(void* data, uint32_t* frames, bool* do
 void LXAudioEffectsProcessorImpl::Reset()
 {
     std::lock_guard<std::mutex> lock(mutex);
-    AudioProcessor* const first[] = {loudness,   reverb,    stereoEnhancer, rotate3D,
-                                     spatialAudio, graphicEQ, bassTreble,     compressor,
-                                     postCompressor, parametricEQ, delay};
-    for (AudioProcessor* effect : first)
-        if (effect)
-            effect->Reset();
-    // A reset drops an impulse effect that is switched off.
-    if (fir) {
-        if (firOn)
-            fir->Reset();
+    for (Slot slot : kBuildOrder) {
+        AudioProcessor*& effect = effects[Index(slot)];
+        if (!effect)
+            continue;
+        // A reset drops an impulse effect that is switched off.
+        if (Info(slot).madeByImpulse && !switches[Index(slot)])
+            DestroyAndClear(effect);
         else
-            DestroyAndClear(fir);
-    }
-    if (headphone) {
-        if (headphoneOn)
-            headphone->Reset();
-        else
-            DestroyAndClear(headphone);
-    }
-    AudioProcessor* const last[] = {vibrato, tremolo, limiter};
-    for (AudioProcessor* effect : last)
-        if (effect)
             effect->Reset();
+    }
 }
 
-void LXAudioEffectsProcessorImpl::Switch(bool& field, bool on, AudioProcessor* effect,
-                                         bool followsBypassMode)
+// The effect pointer is read inside the lock, so the FIR and headphone swaps
+// cannot race with it.
+void LXAudioEffectsProcessorImpl::Switch(Slot slot, bool on)
 {
     std::lock_guard<std::mutex> lock(mutex);
-    field = on;
-    if (effect)
-        effect->SetBypass(followsBypassMode ? BypassFor(on) : !on);
+    switches[Index(slot)] = on;
+    if (AudioProcessor* effect = effects[Index(slot)])
+        effect->SetBypass(BypassFor(slot, on));
 }
 
 void LXAudioEffectsProcessorImpl::SetBypassMode(bool bypass)
 {
-    bypassMode = bypass;
-    SetReverbON(reverbOn);
-    SetStereoEnhancerON(stereoEnhancerOn);
-    SetRotate3DON(rotate3DOn);
-    SetSpatialAudioON(spatialAudioOn);
-    SetGraphEQON(graphicEQOn);
-    SetBassTrebleON(bassTrebleOn);
-    SetCompressorON(compressorOn);
-    SetPostCompressorON(postCompressorOn);
-    SetParametricEQON(parametricEQOn);
-    SetDelayON(delayOn);
-    SetFIRON(firOn);
-    SetHeadphoneON(headphoneOn);
-    SetVibratoON(vibratoOn);
-    SetTremoloON(tremoloOn);
-    SetLimiterON(limiterOn);
+    bool stored[kSlotCount];
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        bypassMode = bypass;
+        std::copy(std::begin(switches), std::end(switches), stored);
+    }
+    // Each switch again with its stored value, one lock at a time; the
+    // loudness gain, first in the build order, ignores bypass mode and is
+    // left out.
+    for (size_t i = 1; i < kSlotCount; ++i)
+        Switch(kBuildOrder[i], stored[Index(kBuildOrder[i])]);
 }
 
-// The effect pointer is read inside Switch's lock, so the FIR and headphone
-// swaps cannot race with it.
 void LXAudioEffectsProcessorImpl::SetLoudnessON(bool on)
 {
-    std::lock_guard<std::mutex> lock(mutex);
-    loudnessOn = on;
-    if (loudness)
-        loudness->SetBypass(!on);
+    Switch(Slot::Loudness, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetLoudnessParams(float gain, float peak)
 {
-    if (loudness)
-        loudness->SetParams(LoudnessInfo{gain, peak});
+    if (auto* effect = Get<Slot::Loudness>())
+        effect->SetParams(LoudnessInfo{gain, peak});
 }
 
 void LXAudioEffectsProcessorImpl::SetReverbON(bool on)
 {
-    Switch(reverbOn, on, reverb, true);
+    Switch(Slot::Reverb, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetReverbERParams(bool enable, uint32_t Pattern, float RoomSize,
                                                     float SurroundDelay)
 {
-    if (reverb)
-        reverb->SetEarlyReflections(enable, Pattern, RoomSize, SurroundDelay);
+    if (auto* effect = Get<Slot::Reverb>())
+        effect->SetEarlyReflections(enable, Pattern, RoomSize, SurroundDelay);
 }
 
 void LXAudioEffectsProcessorImpl::SetReverbRVBParams(const ReverbParams* params)
 {
-    if (reverb && params)
-        reverb->SetReverbBody(*params);
+    if (auto* effect = Get<Slot::Reverb>(); effect && params)
+        effect->SetReverbBody(*params);
 }
 
 void LXAudioEffectsProcessorImpl::SetReverbTCON(bool on)
 {
-    if (reverb)
-        reverb->SetToneCorrectionEnable(on);
+    if (auto* effect = Get<Slot::Reverb>())
+        effect->SetToneCorrectionEnable(on);
 }
 
 void LXAudioEffectsProcessorImpl::SetReverbTCFilter(uint32_t index, const ReverbFilterParams* params)
 {
-    if (reverb && params)
-        reverb->SetToneCorrectionFilter(index, *params);
+    if (auto* effect = Get<Slot::Reverb>(); effect && params)
+        effect->SetToneCorrectionFilter(index, *params);
 }
 
 void LXAudioEffectsProcessorImpl::SetReverbInputLevel(float Center, float LFE)
 {
-    if (reverb)
-        reverb->SetInputLevels(Center, LFE);
+    if (auto* effect = Get<Slot::Reverb>())
+        effect->SetInputLevels(Center, LFE);
 }
 
 void LXAudioEffectsProcessorImpl::SetReverbRVBLevel(float Front, float Rear, float Center, float LFE)
 {
-    if (reverb)
-        reverb->SetReverbLevels(Front, Rear, Center, LFE);
+    if (auto* effect = Get<Slot::Reverb>())
+        effect->SetReverbLevels(Front, Rear, Center, LFE);
 }
 
 void LXAudioEffectsProcessorImpl::SetReverbOutputLevel(float Dry, float ER, float Reverb)
 {
-    if (reverb)
-        reverb->SetOutputLevels(Dry, ER, Reverb);
+    if (auto* effect = Get<Slot::Reverb>())
+        effect->SetOutputLevels(Dry, ER, Reverb);
 }
 
 void LXAudioEffectsProcessorImpl::SetStereoEnhancerON(bool on)
 {
-    Switch(stereoEnhancerOn, on, stereoEnhancer, true);
+    Switch(Slot::StereoEnhancer, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetStereoEnhancerParams(float presence, float stereoizer,
                                                           bool spectrumShaper, uint32_t ambience)
 {
-    if (stereoEnhancer)
-        stereoEnhancer->SetParams(presence, stereoizer, spectrumShaper, ambience);
+    if (auto* effect = Get<Slot::StereoEnhancer>())
+        effect->SetParams(presence, stereoizer, spectrumShaper, ambience);
 }
 
 void LXAudioEffectsProcessorImpl::SetRotate3DON(bool on)
 {
-    Switch(rotate3DOn, on, rotate3D, true);
+    Switch(Slot::Rotate3D, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetRotate3DParams(float Velocity)
 {
-    if (rotate3D)
-        rotate3D->SetParams(Velocity);
+    if (auto* effect = Get<Slot::Rotate3D>())
+        effect->SetParams(Velocity);
 }
 
 void LXAudioEffectsProcessorImpl::SetSpatialAudioON(bool on)
 {
-    Switch(spatialAudioOn, on, spatialAudio, true);
+    Switch(Slot::SpatialAudio, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetSpatialAudioParams(const SpatialAudioParams* params)
 {
-    if (spatialAudio && params)
-        spatialAudio->SetParams(*params);
+    if (auto* effect = Get<Slot::SpatialAudio>(); effect && params)
+        effect->SetParams(*params);
 }
 
 void LXAudioEffectsProcessorImpl::SetGraphEQON(bool on)
 {
-    Switch(graphicEQOn, on, graphicEQ, true);
+    Switch(Slot::GraphicEQ, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetGraphEQGains(const float* gains)
 {
-    if (graphicEQ && gains)
-        graphicEQ->SetBandGains(gains);
+    if (auto* effect = Get<Slot::GraphicEQ>(); effect && gains)
+        effect->SetBandGains(gains);
 }
 
 void LXAudioEffectsProcessorImpl::SetBassTrebleON(bool on)
 {
-    Switch(bassTrebleOn, on, bassTreble, true);
+    Switch(Slot::BassTreble, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetBassTrebleGains(float Bass, float Treble)
 {
-    if (bassTreble)
-        bassTreble->SetGains(Bass, Treble);
+    if (auto* effect = Get<Slot::BassTreble>())
+        effect->SetGains(Bass, Treble);
 }
 
 void LXAudioEffectsProcessorImpl::SetBassTrebleParams(float bassFreq, float bassQ, float trebleFreq,
                                                       float trebleQ)
 {
-    if (bassTreble)
-        bassTreble->SetFilters(bassFreq, bassQ, trebleFreq, trebleQ);
+    if (auto* effect = Get<Slot::BassTreble>())
+        effect->SetFilters(bassFreq, bassQ, trebleFreq, trebleQ);
 }
 
 void LXAudioEffectsProcessorImpl::SetCompressorON(bool on)
 {
-    Switch(compressorOn, on, compressor, true);
+    Switch(Slot::Compressor, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetCompressorParams(const CompressorEffectParams* params)
 {
-    if (compressor && params) {
+    if (auto* effect = Get<Slot::Compressor>(); effect && params) {
         const CompressorEffectParams copy = *params;
-        compressor->SetParams(copy);
+        effect->SetParams(copy);
     }
 }
 
 void LXAudioEffectsProcessorImpl::SetPostCompressorON(bool on)
 {
-    Switch(postCompressorOn, on, postCompressor, true);
+    Switch(Slot::PostCompressor, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetPostCompressorParams(const CompressorEffectParams* params)
 {
-    if (postCompressor && params) {
+    if (auto* effect = Get<Slot::PostCompressor>(); effect && params) {
         const CompressorEffectParams copy = *params;
-        postCompressor->SetParams(copy);
+        effect->SetParams(copy);
     }
 }
 
 void LXAudioEffectsProcessorImpl::SetParametricEQON(bool on)
 {
-    Switch(parametricEQOn, on, parametricEQ, true);
+    Switch(Slot::ParametricEQ, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetParametricEQGain(float Gain)
 {
-    if (parametricEQ)
-        parametricEQ->SetOutputGain(Gain);
+    if (auto* effect = Get<Slot::ParametricEQ>())
+        effect->SetOutputGain(Gain);
 }
 
 void LXAudioEffectsProcessorImpl::SetParametricEQFilter(uint32_t index,
                                                         const ParametricEQFilterParams* params)
 {
-    if (parametricEQ && params && index < 9)
-        parametricEQ->SetFilter(index, *params);
+    if (auto* effect = Get<Slot::ParametricEQ>(); effect && params && index < 9)
+        effect->SetFilter(index, *params);
 }
 
 void LXAudioEffectsProcessorImpl::SetDelayON(bool on)
 {
-    Switch(delayOn, on, delay, true);
+    Switch(Slot::Delay, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetDelayParams(const DelayEffectParams* params)
 {
-    if (delay && params) {
+    if (auto* effect = Get<Slot::Delay>(); effect && params) {
         const DelayEffectParams copy = *params;
-        delay->SetParams(copy);
+        effect->SetParams(copy);
     }
 }
 
 void LXAudioEffectsProcessorImpl::SetFIRON(bool on)
 {
-    Switch(firOn, on, fir, true);
+    Switch(Slot::FIR, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetFIRImpulse(const void* data, uint64_t size)
 {
     if (!data)
         return;
-    FIRProcessor* target = nullptr;
+    AudioProcessor* made = nullptr;
     {
         std::lock_guard<std::mutex> lock(mutex);
-        target = fir;
-        if (!target) {
-            if (!factories.fir || !floatBuffer)
+        made = effects[Index(Slot::FIR)];
+        if (!made) {
+            if (!floatBuffer || !(made = Make(Slot::FIR)))
                 return;
-            target = factories.fir();
-            if (!target)
-                return;
-            if (!target->Init(maxFrames, channels, sampleRate)) {
-                target->Destroy();
-                return;
-            }
-            target->SetBypass(BypassFor(firOn));
+            made->SetBypass(BypassFor(Slot::FIR, switches[Index(Slot::FIR)]));
         }
     }
     // Parsing and resampling run outside the lock so blocks keep flowing; the
     // FIR effect guards its own impulse swap.
+    FIRProcessor* target = static_cast<FIRProcessor*>(made);
     const bool loaded = target->SetImpulse(data, size);
     std::lock_guard<std::mutex> lock(mutex);
+    AudioProcessor*& slot = effects[Index(Slot::FIR)];
     if (loaded) {
-        fir = target;
+        slot = target;
         return;
     }
     // A failed reload leaves no FIR effect at all; intended.
-    if (fir == target)
-        fir = nullptr;
+    if (slot == target)
+        slot = nullptr;
     target->Destroy();
 }
 
 void LXAudioEffectsProcessorImpl::SetHeadphoneON(bool on)
 {
-    Switch(headphoneOn, on, headphone, true);
+    Switch(Slot::Headphone, on);
 }
 
 void LXAudioEffectsProcessorImpl::PrepareHeadphoneImpulse(const void* /*data*/, void** out_pImpulse,
@@ -485,24 +435,15 @@ void LXAudioEffectsProcessorImpl::PrepareHeadphoneImpulse(const void* /*data*/, 
 
 void LXAudioEffectsProcessorImpl::SetHeadphoneImpulse(const void* data, uint64_t size)
 {
-    if (!data || !factories.headphone)
+    if (!data)
         return;
-    uint32_t frames = 0, chans = 0, rate = 0;
+    AudioProcessor* made = nullptr;
     {
         std::lock_guard<std::mutex> lock(mutex);
-        if (!floatBuffer)
+        if (!floatBuffer || !(made = Make(Slot::Headphone)))
             return;
-        frames = maxFrames;
-        chans = channels;
-        rate = sampleRate;
     }
-    HeadphoneProcessor* fresh = factories.headphone();
-    if (!fresh)
-        return;
-    if (!fresh->Init(frames, chans, rate)) {
-        fresh->Destroy();
-        return;
-    }
+    HeadphoneProcessor* fresh = static_cast<HeadphoneProcessor*>(made);
     void* converted = nullptr;
     uint64_t impulseSize = size;
     float bypassedGain = 1.0f, activeGain = 1.0f;
@@ -516,45 +457,46 @@ void LXAudioEffectsProcessorImpl::SetHeadphoneImpulse(const void* data, uint64_t
         return;
     }
     std::lock_guard<std::mutex> lock(mutex);
-    fresh->SetBypass(BypassFor(headphoneOn));
-    HeadphoneProcessor* old = headphone;
-    headphone = fresh;
+    fresh->SetBypass(BypassFor(Slot::Headphone, switches[Index(Slot::Headphone)]));
+    AudioProcessor*& slot = effects[Index(Slot::Headphone)];
+    AudioProcessor* old = slot;
+    slot = fresh;
     if (old)
         old->Destroy();
 }
 
 void LXAudioEffectsProcessorImpl::SetVibratoON(bool on)
 {
-    Switch(vibratoOn, on, vibrato, true);
+    Switch(Slot::Vibrato, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetVibratoParams(double Freq, double Range)
 {
-    if (vibrato)
-        vibrato->SetParams(Freq, Range);
+    if (auto* effect = Get<Slot::Vibrato>())
+        effect->SetParams(Freq, Range);
 }
 
 void LXAudioEffectsProcessorImpl::SetTremoloON(bool on)
 {
-    Switch(tremoloOn, on, tremolo, true);
+    Switch(Slot::Tremolo, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetTremoloParams(double Freq, double Range)
 {
-    if (tremolo)
-        tremolo->SetParams(Freq, Range);
+    if (auto* effect = Get<Slot::Tremolo>())
+        effect->SetParams(Freq, Range);
 }
 
 void LXAudioEffectsProcessorImpl::SetLimiterON(bool on)
 {
-    Switch(limiterOn, on, limiter, false);
+    Switch(Slot::Limiter, on);
 }
 
 void LXAudioEffectsProcessorImpl::SetLimiterParams(const LimiterEffectParams* params)
 {
-    if (limiter && params) {
+    if (auto* effect = Get<Slot::Limiter>(); effect && params) {
         const LimiterEffectParams copy = *params;
-        limiter->SetParams(copy);
+        effect->SetParams(copy);
     }
 }
 

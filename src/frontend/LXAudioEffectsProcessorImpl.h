@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <mutex>
 
+#include "frontend/EffectSlots.h"
 #include "frontend/ProcessorFactories.h"
 #include "lxaudioeffects/LXAudioEffectsProcessor.h"
 
-class AudioProcessor;
 class OvSampleConverter;
 
 class LXAudioEffectsProcessorImpl final : public LXAudioEffectsProcessor {
@@ -70,10 +70,19 @@ public:
 private:
     void Release();
     bool CreateEffects();
-    // Bypass for an effect that follows bypass mode.
-    bool BypassFor(bool on) const { return !(on && !bypassMode); }
+    AudioProcessor* Make(Slot slot) const;
+    // Bypass for an effect by the slot's rule and the switch given.
+    bool BypassFor(Slot slot, bool on) const
+    {
+        return Info(slot).followsBypassMode ? !(on && !bypassMode) : !on;
+    }
     // Stores a switch and passes the bypass to the effect, under the lock.
-    void Switch(bool& field, bool on, AudioProcessor* effect, bool followsBypassMode);
+    void Switch(Slot slot, bool on);
+    template <Slot S>
+    SlotType<S>* Get() const
+    {
+        return static_cast<SlotType<S>*>(effects[Index(S)]);
+    }
     // Turns a headphone image into the impulse the processor takes; leaves
     // the image as it came when it cannot be converted.
     void PrepareHeadphoneImpulse(const void* data, void** out_pImpulse, uint64_t* in_impulse_size,
@@ -83,22 +92,7 @@ private:
 
     OvSampleConverter* inputConverter = nullptr;
     OvSampleConverter* outputConverter = nullptr;
-    LoudnessProcessor* loudness = nullptr;
-    ReverbProcessor* reverb = nullptr;
-    StereoEnhancerProcessor* stereoEnhancer = nullptr;
-    Rotate3DProcessor* rotate3D = nullptr;
-    SpatialAudioProcessor* spatialAudio = nullptr;
-    GraphicEQProcessor* graphicEQ = nullptr;
-    BassTrebleProcessor* bassTreble = nullptr;
-    CompressorProcessor* compressor = nullptr;
-    CompressorProcessor* postCompressor = nullptr;
-    ParametricEQProcessor* parametricEQ = nullptr;
-    DelayProcessor* delay = nullptr;
-    FIRProcessor* fir = nullptr;
-    HeadphoneProcessor* headphone = nullptr;
-    VibratoProcessor* vibrato = nullptr;
-    TremoloProcessor* tremolo = nullptr;
-    LimiterProcessor* limiter = nullptr;
+    AudioProcessor* effects[kSlotCount] = {};
 
     std::mutex mutex;
     uint32_t sampleFormat = 0;
@@ -109,20 +103,6 @@ private:
     uint32_t floatBufferBytes = 0;
 
     bool bypassMode = false;
-    bool loudnessOn = false;
-    bool reverbOn = false;
-    bool stereoEnhancerOn = false;
-    bool rotate3DOn = false;
-    bool spatialAudioOn = false;
-    bool graphicEQOn = false;
-    bool bassTrebleOn = false;
-    bool compressorOn = false;
-    bool postCompressorOn = false;
-    bool parametricEQOn = false;
-    bool delayOn = false;
-    bool firOn = false;
-    bool headphoneOn = false;
-    bool vibratoOn = false;
-    bool tremoloOn = false;
-    bool limiterOn = true;
+    // Per slot; only the limiter starts on.
+    bool switches[kSlotCount] = {};
 };

@@ -10,25 +10,20 @@
 #include "wrappers/LoudnessProcessor.h"
 #include "wrappers/ParametricEQProcessor.h"
 
-// One line per effect; an effect joins the chain by naming its Create here.
+// An effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
 {
-    static const ProcessorFactories factories = {
-        /* loudness */ &LoudnessProcessor::Create,
-        /* reverb */ nullptr,
-        /* stereoEnhancer */ nullptr,
-        /* rotate3D */ nullptr,
-        /* spatialAudio */ nullptr,
-        /* graphicEQ */ &GraphicEQProcessor::Create,
-        /* bassTreble */ &BassTrebleProcessor::Create,
-        /* compressor */ &CompressorProcessor::Create,
-        /* parametricEQ */ &ParametricEQProcessor::Create,
-        /* delay */ &DelayProcessor::Create,
-        /* fir */ nullptr,
-        /* headphone */ nullptr,
-        /* vibrato */ &VibratoProcessorImpl::Create,
-        /* tremolo */ &TremoloProcessorImpl::Create,
-        /* limiter */ &LimiterProcessor::Create,
-    };
+    static const ProcessorFactories factories =
+        ProcessorFactories()
+            .With<Slot::Loudness, &LoudnessProcessor::Create>()
+            .With<Slot::Compressor, &CompressorProcessor::Create>()
+            .With<Slot::GraphicEQ, &GraphicEQProcessor::Create>()
+            .With<Slot::BassTreble, &BassTrebleProcessor::Create>()
+            .With<Slot::ParametricEQ, &ParametricEQProcessor::Create>()
+            .With<Slot::PostCompressor, &CompressorProcessor::Create>()
+            .With<Slot::Vibrato, &VibratoProcessorImpl::Create>()
+            .With<Slot::Tremolo, &TremoloProcessorImpl::Create>()
+            .With<Slot::Delay, &DelayProcessor::Create>()
+            .With<Slot::Limiter, &LimiterProcessor::Create>();
     return factories;
 }

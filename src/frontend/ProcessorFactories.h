@@ -1,40 +1,30 @@
-// The factories the chain builds its effects with. A null entry means the
-// effect is not part of this build: its slot stays empty and its setters do
-// nothing. Tests may hand the chain a table of their own.
+// The factories the chain builds its effects with, one per slot. A null entry
+// means the effect is not part of this build: its slot stays empty and its
+// setters do nothing. Tests and benchmarks hand the chain tables of their own.
 #pragma once
 
-class LoudnessProcessor;
-class ReverbProcessor;
-class StereoEnhancerProcessor;
-class Rotate3DProcessor;
-class SpatialAudioProcessor;
-class GraphicEQProcessor;
-class BassTrebleProcessor;
-class CompressorProcessor;
-class ParametricEQProcessor;
-class DelayProcessor;
-class FIRProcessor;
-class HeadphoneProcessor;
-class VibratoProcessor;
-class TremoloProcessor;
-class LimiterProcessor;
+#include "frontend/EffectSlots.h"
 
 struct ProcessorFactories {
-    LoudnessProcessor* (*loudness)();
-    ReverbProcessor* (*reverb)();
-    StereoEnhancerProcessor* (*stereoEnhancer)();
-    Rotate3DProcessor* (*rotate3D)();
-    SpatialAudioProcessor* (*spatialAudio)();
-    GraphicEQProcessor* (*graphicEQ)();
-    BassTrebleProcessor* (*bassTreble)();
-    CompressorProcessor* (*compressor)();
-    ParametricEQProcessor* (*parametricEQ)();
-    DelayProcessor* (*delay)();
-    FIRProcessor* (*fir)();
-    HeadphoneProcessor* (*headphone)();
-    VibratoProcessor* (*vibrato)();
-    TremoloProcessor* (*tremolo)();
-    LimiterProcessor* (*limiter)();
+    using Factory = AudioProcessor* (*)();
+
+    // Sets slot S to a factory that returns the slot's own interface type, so
+    // the chain's typed getters can trust what it made.
+    template <Slot S, SlotType<S>* (*Create)()>
+    constexpr ProcessorFactories& With()
+    {
+        create[Index(S)] = &Make<S, Create>;
+        return *this;
+    }
+
+    Factory create[kSlotCount] = {};
+
+private:
+    template <Slot S, SlotType<S>* (*Create)()>
+    static AudioProcessor* Make()
+    {
+        return Create();
+    }
 };
 
 // The effects this library ships.

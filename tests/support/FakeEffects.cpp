@@ -205,16 +205,24 @@ CompressorProcessor* MakeCompressor()
 
 const ProcessorFactories& FakeFactories()
 {
-    // In the order of the factory table's fields.
-    static const ProcessorFactories factories = {
-        &Make<LoudnessProcessor, FakeLoudness>, &Make<ReverbProcessor, FakeReverb>,
-        &Make<StereoEnhancerProcessor, FakeStereoEnhancer>, &Make<Rotate3DProcessor, FakeRotate3D>,
-        &Make<SpatialAudioProcessor, FakeSpatialAudio>, &Make<GraphicEQProcessor, FakeGraphicEQ>,
-        &Make<BassTrebleProcessor, FakeBassTreble>, &MakeCompressor,
-        &Make<ParametricEQProcessor, FakeParametricEQ>, &Make<DelayProcessor, FakeDelay>,
-        &Make<FIRProcessor, FakeFIR>, &Make<HeadphoneProcessor, FakeHeadphone>,
-        &Make<VibratoProcessor, FakeVibrato>, &Make<TremoloProcessor, FakeTremolo>,
-        &Make<LimiterProcessor, FakeLimiter>};
+    static const ProcessorFactories factories =
+        ProcessorFactories()
+            .With<Slot::Loudness, &Make<LoudnessProcessor, FakeLoudness>>()
+            .With<Slot::Compressor, &MakeCompressor>()
+            .With<Slot::GraphicEQ, &Make<GraphicEQProcessor, FakeGraphicEQ>>()
+            .With<Slot::BassTreble, &Make<BassTrebleProcessor, FakeBassTreble>>()
+            .With<Slot::ParametricEQ, &Make<ParametricEQProcessor, FakeParametricEQ>>()
+            .With<Slot::PostCompressor, &MakeCompressor>()
+            .With<Slot::Vibrato, &Make<VibratoProcessor, FakeVibrato>>()
+            .With<Slot::Tremolo, &Make<TremoloProcessor, FakeTremolo>>()
+            .With<Slot::StereoEnhancer, &Make<StereoEnhancerProcessor, FakeStereoEnhancer>>()
+            .With<Slot::Rotate3D, &Make<Rotate3DProcessor, FakeRotate3D>>()
+            .With<Slot::SpatialAudio, &Make<SpatialAudioProcessor, FakeSpatialAudio>>()
+            .With<Slot::Delay, &Make<DelayProcessor, FakeDelay>>()
+            .With<Slot::Reverb, &Make<ReverbProcessor, FakeReverb>>()
+            .With<Slot::FIR, &Make<FIRProcessor, FakeFIR>>()
+            .With<Slot::Headphone, &Make<HeadphoneProcessor, FakeHeadphone>>()
+            .With<Slot::Limiter, &Make<LimiterProcessor, FakeLimiter>>();
     return factories;
 }
 

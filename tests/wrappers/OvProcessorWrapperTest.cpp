@@ -17,11 +17,8 @@ using testsupport::TestGainProcessor;
 
 const ProcessorFactories& GainInDelaySlot()
 {
-    static const ProcessorFactories factories = {
-        nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-        &TestGainProcessor::Create,  // delay
-        nullptr, nullptr, nullptr, nullptr, nullptr,
-    };
+    static const ProcessorFactories factories =
+        ProcessorFactories().With<Slot::Delay, &TestGainProcessor::Create>();
     return factories;
 }
 
