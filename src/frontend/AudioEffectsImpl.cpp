@@ -5,15 +5,8 @@
 #include <new>
 
 #include "common/AudioFifo.h"
-#include "frontend/EffectDefaults.h"
-#include "frontend/LXAudioEffectsProcessorImpl.h"
 #include "common/SampleFormat.h"
-
-#define LOG_LINE(level, ...)                                     \
-    do {                                                         \
-        if (logger)                                              \
-            logger->Log("AudioEffects", (level), __VA_ARGS__);   \
-    } while (0)
+#include "frontend/LXAudioEffectsProcessorImpl.h"
 
 namespace audiofx {
 
@@ -24,21 +17,19 @@ const char* BoolText(bool value)
     return value ? "true" : "false";
 }
 
-// Copies an impulse image; exhausted memory leaves it empty. A null pointer
-// is kept apart from an empty image, since only the latter reaches the chain.
-void StoreImpulse(std::vector<uint8_t>& target, const void* data, uint64_t size)
+// Copies an impulse image; exhausted memory leaves it empty.
+std::vector<uint8_t> CopyImpulse(const void* data, uint64_t size)
 {
+    std::vector<uint8_t> copy;
     try {
         if (data && size > 0) {
             const uint8_t* bytes = static_cast<const uint8_t*>(data);
-            target.assign(bytes, bytes + size);
-        } else {
-            target.clear();
+            copy.assign(bytes, bytes + size);
         }
     } catch (...) {
-        target.clear();
-        target.shrink_to_fit();
+        copy.clear();
     }
+    return copy;
 }
 
 }  // namespace
@@ -50,19 +41,12 @@ AudioEffects* AudioEffects::Create()
 
 AudioEffectsImpl::AudioEffectsImpl() : AudioEffectsImpl(DefaultProcessorFactories()) {}
 
-AudioEffectsImpl::AudioEffectsImpl(const ProcessorFactories& factories_) : factories(factories_)
-{
-    SetDefaultSettings();
-    loudnessOn = false;
-    loudnessGain = 0.0f;
-    loudnessPeak = 1.0f;
-    limiterParams = fxdefaults::kLimiter;
-}
+AudioEffectsImpl::AudioEffectsImpl(const ProcessorFactories& factories_) : factories(factories_) {}
 
 AudioEffectsImpl::~AudioEffectsImpl()
 {
     std::lock_guard<std::mutex> lock(mutex);
-    LOG_LINE(0, "AudioEffectsImpl::~AudioEffectsImpl invoked.");
+    Log(0, "AudioEffectsImpl::~AudioEffectsImpl invoked.");
     ReleaseSteps();
 }
 
@@ -73,70 +57,7 @@ void AudioEffectsImpl::Destroy()
 
 void AudioEffectsImpl::SetLogger(IAudioEffectsLogger* logger_)
 {
-    logger = logger_;
-}
-
-// Everything but the loudness fields and limiter parameters, which only the
-// constructor sets.
-void AudioEffectsImpl::SetDefaultSettings()
-{
-    using namespace fxdefaults;
-    bypassMode = false;
-    reverbOn = false;
-    erEnable = false;
-    erPattern = 0;
-    erRoomSize = 0.0f;
-    erSurroundDelay = 0.0f;
-    reverbParams = kReverbBody;
-    reverbTCOn = false;
-    for (int i = 0; i < 3; ++i)
-        reverbTCFilters[i] = kReverbTCFilters[i];
-    reverbInputCenter = reverbInputLFE = 0.0f;
-    reverbRVBFront = reverbRVBRear = reverbRVBCenter = reverbRVBLFE = 0.0f;
-    reverbOutputDry = kReverbOutputDry;
-    reverbOutputER = kReverbOutputER;
-    reverbOutputReverb = kReverbOutputReverb;
-    stereoEnhancerOn = false;
-    stereoEnhancerPresence = kStereoEnhancerPresence;
-    stereoEnhancerStereoizer = kStereoEnhancerStereoizer;
-    stereoEnhancerSpectrumShaper = kStereoEnhancerSpectrumShaper;
-    stereoEnhancerAmbience = kStereoEnhancerAmbience;
-    rotate3DOn = false;
-    rotate3DVelocity = kRotate3DVelocity;
-    spatialAudioOn = false;
-    spatialAudioParams = SpatialAudioParams{};
-    graphEQOn = false;
-    for (float& gain : graphEQGains)
-        gain = 0.0f;
-    bassTrebleOn = false;
-    bass = treble = 0.0f;
-    bassFreq = kBassFreq;
-    bassQ = kBassQ;
-    trebleFreq = kTrebleFreq;
-    trebleQ = kTrebleQ;
-    compressorOn = false;
-    compressorParams = kCompressor;
-    postCompressorOn = false;
-    postCompressorParams = kCompressor;
-    parametricEQOn = false;
-    parametricEQGain = 0.0f;
-    for (ParametricEQFilterParams& filter : parametricEQFilters)
-        filter = kParametricEQFilter;
-    delayOn = false;
-    delayParams = kDelay;
-    firOn = false;
-    firImpulse.clear();
-    firImpulse.shrink_to_fit();
-    headphoneOn = false;
-    headphoneImpulse.clear();
-    headphoneImpulse.shrink_to_fit();
-    vibratoOn = false;
-    vibratoFreq = kVibratoFreq;
-    vibratoRange = kVibratoRange;
-    tremoloOn = false;
-    tremoloFreq = kTremoloFreq;
-    tremoloRange = kTremoloRange;
-    limiterOn = true;
+    logger.store(logger_, std::memory_order_release);
 }
 
 void AudioEffectsImpl::ResetSteps()
@@ -178,7 +99,7 @@ bool AudioEffectsImpl::Init(AUDIO_SAMPLEFORMAT format, uint32_t channels_, uint3
     if (processor && int32_t(format) == sampleFormat && channels_ == channels &&
         sampleRate_ == sampleRate) {
         ResetSteps();
-        LOG_LINE(2, "Reset audio effect instance done.");
+        Log(2, "Reset audio effect instance done.");
         return true;
     }
 
@@ -187,7 +108,7 @@ bool AudioEffectsImpl::Init(AUDIO_SAMPLEFORMAT format, uint32_t channels_, uint3
 
     LXAudioEffectsProcessor* chain = new (std::nothrow) LXAudioEffectsProcessorImpl(factories);
     if (!chain) {
-        LOG_LINE(0, "Create audio effect instance failed.");
+        Log(0, "Create audio effect instance failed.");
         return Fail();
     }
 
@@ -200,12 +121,12 @@ bool AudioEffectsImpl::Init(AUDIO_SAMPLEFORMAT format, uint32_t channels_, uint3
         const uint32_t f = channels_ ? FloorPowerOfTwo(bufferBytes / bytesPerSample / channels_) : 0;
         bufferFrames = f >= 2048 ? 2048 : f;
     }
-    LOG_LINE(2, "Create new AudioEffects instance: %d, %u, %u, %u", int(m), sampleRate_, channels_,
+    Log(2, "Create new AudioEffects instance: %d, %u, %u, %u", int(m), sampleRate_, channels_,
              bufferFrames);
 
     if (!chain->Init(m, bufferFrames, channels_, sampleRate_)) {
         chain->Destroy();
-        LOG_LINE(0, "Initialize audio effect instance failed.");
+        Log(0, "Initialize audio effect instance failed.");
         return Fail();
     }
     processor = chain;
@@ -216,25 +137,25 @@ bool AudioEffectsImpl::Init(AUDIO_SAMPLEFORMAT format, uint32_t channels_, uint3
     inFifo = new (std::nothrow) AudioFifo(int32_t(bytesPerSample), int32_t(channels), 0,
                                           int32_t(bufferFrames));
     if (!inFifo) {
-        LOG_LINE(0, "Create in audio fifo failed.");
+        Log(0, "Create in audio fifo failed.");
         return Fail();
     }
     outFifo = new (std::nothrow) AudioFifo(int32_t(bytesPerSample), int32_t(channels), 0,
                                            int32_t(bufferFrames));
     if (!outFifo) {
-        LOG_LINE(0, "Create out audio fifo failed.");
+        Log(0, "Create out audio fifo failed.");
         return Fail();
     }
     outBuffer = static_cast<uint8_t*>(
         std::malloc(size_t(bytesPerSample) * channels * bufferFrames));
     if (!outBuffer) {
-        LOG_LINE(0, "Create out audio buffer failed.");
+        Log(0, "Create out audio buffer failed.");
         return Fail();
     }
 
     ApplyStoredSettings();
     ResetSteps();
-    LOG_LINE(3, "Initialize audio effect instance done.");
+    Log(3, "Initialize audio effect instance done.");
     return true;
 }
 
@@ -244,7 +165,7 @@ void AudioEffectsImpl::Push(const void* data, uint32_t bytes, int32_t timestamp_
     if (!processor || !inFifo || endOfStream)
         return;
     if (!data || bytes == 0) {
-        LOG_LINE(2, "No more data to push.");
+        Log(2, "No more data to push.");
         endOfStream = true;
     }
     if (timestamp < 0 || timestamp_ >= 0)
@@ -333,356 +254,494 @@ void AudioEffectsImpl::ResetEffects()
         return;
     processor->ResetEffects();
     processor->SetBypassMode(false);
-    SetDefaultSettings();
+    // Everything back to the start values but the loudness gain and the
+    // limiter's parameters, which only the constructor sets; the impulses go.
+    const LoudnessSettings loudness = stored.values.loudness;
+    const LimiterEffectParams limiter = stored.values.limiter.params;
+    stored.values = kDefaultSettings;
+    stored.values.loudness = loudness;
+    stored.values.limiter.params = limiter;
+    stored.firImpulse = {};
+    stored.headphoneImpulse = {};
 }
-
-// ---- forwarding (mutex held) ----
 
 void AudioEffectsImpl::ForwardSwitch(const char* format, bool on,
                                      void (LXAudioEffectsProcessor::*op)(bool))
 {
     if (!processor)
         return;
-    LOG_LINE(3, format, BoolText(on));
+    Log(3, format, BoolText(on));
     (processor->*op)(on);
 }
 
-void AudioEffectsImpl::ForwardBypassMode()
+namespace {
+
+using Chain = LXAudioEffectsProcessor;
+// A line of the state dump.
+template <typename... Args>
+void Dump(IAudioEffectsLogger& sink, const char* format, Args... args)
 {
-    ForwardSwitch("SetBypassMode: bypass %s", bypassMode, &LXAudioEffectsProcessor::SetBypassMode);
+    sink.Log("AudioEffects", 2, format, args...);
 }
 
-void AudioEffectsImpl::ForwardLoudnessParams()
+// One row per effect: its switch, how its stored parameters reach a chain,
+// and its lines in the state dump. Indexed by Slot; walked in build order,
+// which is also the order of the stored records.
+struct SettingsRow {
+    const char* switchLog;
+    void (Chain::*setOn)(bool);
+    bool& (*on)(EffectSettings&);
+    // Sent after the switch when it is on (always, when paramsWhenOff).
+    void (*sendParams)(const StoredSettings&, Chain&, IAudioEffectsLogger*);
+    bool paramsWhenOff;
+    void (*dump)(const StoredSettings&, IAudioEffectsLogger&);
+};
+
+void LogStereoEnhancerParams(const StereoEnhancerSettings& e, IAudioEffectsLogger* sink)
 {
-    if (processor)
-        processor->SetLoudnessParams(loudnessGain, loudnessPeak);
+    if (sink)
+        sink->Log("AudioEffects", 3,
+                  "SetStereoEnhancerParams: presence %f, stereoizer %f, spectrumShaper %s, ambience %d",
+                  double(e.presence), double(e.stereoizer), BoolText(e.spectrumShaper), int(e.ambience));
 }
 
-void AudioEffectsImpl::ForwardReverbParams()
+void SendReverb(const StoredSettings& st, Chain& chain, IAudioEffectsLogger*)
 {
-    if (!processor)
-        return;
-    processor->SetReverbERParams(erEnable, erPattern, erRoomSize, erSurroundDelay);
-    processor->SetReverbRVBParams(&reverbParams);
-    processor->SetReverbTCON(reverbTCOn);
+    const ReverbSettings& r = st.values.reverb;
+    chain.SetReverbERParams(r.erEnable, r.erPattern, r.erRoomSize, r.erSurroundDelay);
+    chain.SetReverbRVBParams(&r.body);
+    chain.SetReverbTCON(r.tcOn);
     for (uint32_t i = 0; i < 3; ++i)
-        processor->SetReverbTCFilter(i + 1, &reverbTCFilters[i]);
-    processor->SetReverbInputLevel(reverbInputCenter, reverbInputLFE);
-    processor->SetReverbRVBLevel(reverbRVBFront, reverbRVBRear, reverbRVBCenter, reverbRVBLFE);
-    processor->SetReverbOutputLevel(reverbOutputDry, reverbOutputER, reverbOutputReverb);
+        chain.SetReverbTCFilter(i + 1, &r.tcFilters[i]);
+    chain.SetReverbInputLevel(r.inputCenter, r.inputLFE);
+    chain.SetReverbRVBLevel(r.rvbFront, r.rvbRear, r.rvbCenter, r.rvbLFE);
+    chain.SetReverbOutputLevel(r.outputDry, r.outputER, r.outputReverb);
 }
 
-void AudioEffectsImpl::ForwardStereoEnhancerParams()
+void DumpReverb(const StoredSettings& st, IAudioEffectsLogger& sink)
 {
-    if (!processor)
-        return;
-    LOG_LINE(3, "SetStereoEnhancerParams: presence %f, stereoizer %f, spectrumShaper %s, ambience %d",
-             double(stereoEnhancerPresence), double(stereoEnhancerStereoizer),
-             BoolText(stereoEnhancerSpectrumShaper), int(stereoEnhancerAmbience));
-    processor->SetStereoEnhancerParams(stereoEnhancerPresence, stereoEnhancerStereoizer,
-                                       stereoEnhancerSpectrumShaper, stereoEnhancerAmbience);
+    const ReverbSettings& r = st.values.reverb;
+    Dump(sink, "Reverb: on %s", BoolText(r.on));
+    Dump(sink, "Reverb ER: enable %s, Pattern %d, RoomSize %f, SurroundDelay %f", BoolText(r.erEnable),
+         int(r.erPattern), double(r.erRoomSize), double(r.erSurroundDelay));
+    const ReverbParams& b = r.body;
+    Dump(sink,
+         "Reverb RVB: PreDelay %f, DecayTime %f, HFDamping %f, Density %f, RoomShape %f, "
+         "Quality %u, Diffusion %f, StereoWidth %f",
+         double(b.PreDelay), double(b.DecayTime), double(b.HFDamping), double(b.Density), double(b.RoomShape),
+         b.Quality, double(b.Diffusion), double(b.StereoWidth));
+    Dump(sink, "Reverb TC: enable %s", BoolText(r.tcOn));
+    for (int i = 0; i < 3; ++i) {
+        const ReverbFilterParams& f = r.tcFilters[i];
+        Dump(sink, "Reverb TC Filter %d: InsertType %u, CurveType %u, Gain %f, Freq %f, Q %f", i + 1, f.InsertType,
+             f.CurveType, double(f.Gain), double(f.Freq), double(f.Q));
+    }
+    Dump(sink, "Reverb Input Level: Center %f, LFE %f", double(r.inputCenter), double(r.inputLFE));
+    Dump(sink, "Reverb RVB Level: Front %f, Rear %f, Center %f, LFE %f", double(r.rvbFront), double(r.rvbRear),
+         double(r.rvbCenter), double(r.rvbLFE));
+    Dump(sink, "Reverb Output Level: Dry %f, ER %f, Reverb %f", double(r.outputDry), double(r.outputER),
+         double(r.outputReverb));
 }
 
-void AudioEffectsImpl::ForwardRotate3DParams()
+void DumpCompressor(const char* format, const CompressorSettings& c, IAudioEffectsLogger& sink)
 {
-    if (processor)
-        processor->SetRotate3DParams(rotate3DVelocity);
+    const CompressorEffectParams& p = c.params;
+    Dump(sink, format, BoolText(c.on), double(p.Threshold), double(p.Ratio), double(p.Attack), double(p.Release),
+         double(p.Range), double(p.PreGain), double(p.PostGain));
 }
 
-void AudioEffectsImpl::ForwardSpatialAudioParams()
+void DumpParametricEQ(const StoredSettings& st, IAudioEffectsLogger& sink)
 {
-    if (processor)
-        processor->SetSpatialAudioParams(&spatialAudioParams);
+    const ParametricEQSettings& e = st.values.parametricEQ;
+    Dump(sink, "Parametric EQ: on %s, Gain %f", BoolText(e.on), double(e.gain));
+    for (uint32_t i = 0; i < 9; ++i) {
+        const ParametricEQFilterParams& f = e.filters[i];
+        Dump(sink, "Parametric EQ Filter %u: on %s, FilterType %u, Gain %f, Freq %f, Q %f", i + 1, BoolText(f.on),
+             f.FilterType, double(f.Gain), double(f.Freq), double(f.Q));
+    }
 }
 
-void AudioEffectsImpl::ForwardGraphEQGains()
-{
-    if (processor)
-        processor->SetGraphEQGains(graphEQGains);
-}
-
-void AudioEffectsImpl::ForwardBassTreble()
-{
-    if (!processor)
-        return;
-    processor->SetBassTrebleGains(bass, treble);
-    processor->SetBassTrebleParams(bassFreq, bassQ, trebleFreq, trebleQ);
-}
-
-void AudioEffectsImpl::ForwardCompressorParams()
-{
-    if (processor)
-        processor->SetCompressorParams(&compressorParams);
-}
-
-void AudioEffectsImpl::ForwardPostCompressorParams()
-{
-    if (processor)
-        processor->SetPostCompressorParams(&postCompressorParams);
-}
-
-void AudioEffectsImpl::ForwardParametricEQ()
-{
-    if (!processor)
-        return;
-    processor->SetParametricEQGain(parametricEQGain);
-    for (uint32_t i = 0; i < 9; ++i)
-        processor->SetParametricEQFilter(i, &parametricEQFilters[i]);
-}
-
-void AudioEffectsImpl::ForwardDelayParams()
-{
-    if (processor)
-        processor->SetDelayParams(&delayParams);
-}
-
-// An empty image still reaches the chain, where its load fails and removes
-// the effect.
-void AudioEffectsImpl::ForwardFIRImpulse()
+// An empty image still reaches the chain from its setter, where its load
+// fails and removes the effect.
+void SendFIRImpulse(const StoredSettings& st, Chain& chain)
 {
     static const uint8_t kEmpty = 0;
-    if (processor)
-        processor->SetFIRImpulse(firImpulse.empty() ? &kEmpty : firImpulse.data(),
-                                 firImpulse.size());
+    chain.SetFIRImpulse(st.firImpulse.empty() ? &kEmpty : st.firImpulse.data(), st.firImpulse.size());
 }
 
-void AudioEffectsImpl::ForwardHeadphoneImpulse()
+void SendHeadphoneImpulse(const StoredSettings& st, Chain& chain)
 {
     static const uint8_t kEmpty = 0;
-    if (processor)
-        processor->SetHeadphoneImpulse(
-            headphoneImpulse.empty() ? &kEmpty : headphoneImpulse.data(), headphoneImpulse.size());
+    chain.SetHeadphoneImpulse(st.headphoneImpulse.empty() ? &kEmpty : st.headphoneImpulse.data(),
+                              st.headphoneImpulse.size());
 }
 
-void AudioEffectsImpl::ForwardVibratoParams()
+#define LXFX_ON(field) [](EffectSettings& s) -> bool& { return s.field.on; }
+#define LXFX_SEND [](const StoredSettings& st, Chain& chain, IAudioEffectsLogger* sink)
+#define LXFX_DUMP [](const StoredSettings& st, IAudioEffectsLogger& sink)
+
+const SettingsRow kRows[kSlotCount] = {
+    /* Loudness */
+    {"SetLoudnessON: on %s", &Chain::SetLoudnessON, LXFX_ON(loudness),
+     LXFX_SEND { (void)sink; chain.SetLoudnessParams(st.values.loudness.gain, st.values.loudness.peak); }, false,
+     LXFX_DUMP {
+         const LoudnessSettings& l = st.values.loudness;
+         Dump(sink, "Loudness: on %s, gain %f, peak %f", BoolText(l.on), double(l.gain), double(l.peak));
+     }},
+    /* Compressor */
+    {"SetCompressorON: on %s", &Chain::SetCompressorON, LXFX_ON(compressor),
+     LXFX_SEND { (void)sink; chain.SetCompressorParams(&st.values.compressor.params); }, false,
+     LXFX_DUMP {
+         DumpCompressor("Compressor: on %s, Threshold %f, Ratio %f, Attack %f, Release %f, Range %f, "
+                        "PreGain %f, PostGain %f",
+                        st.values.compressor, sink);
+     }},
+    /* GraphicEQ */
+    {"SetGraphEQON: on %s", &Chain::SetGraphEQON, LXFX_ON(graphEQ),
+     LXFX_SEND { (void)sink; chain.SetGraphEQGains(st.values.graphEQ.gains); }, false,
+     LXFX_DUMP {
+         const GraphEQSettings& e = st.values.graphEQ;
+         const float* g = e.gains;
+         Dump(sink, "Graph EQ: on %s, %f, %f, %f, %f, %f, %f, %f, %f, %f, %f,", BoolText(e.on), double(g[0]),
+              double(g[1]), double(g[2]), double(g[3]), double(g[4]), double(g[5]), double(g[6]), double(g[7]),
+              double(g[8]), double(g[9]));
+     }},
+    /* BassTreble */
+    {"SetBassTrebleON: on %s", &Chain::SetBassTrebleON, LXFX_ON(bassTreble),
+     LXFX_SEND {
+         (void)sink;
+         const BassTrebleSettings& b = st.values.bassTreble;
+         chain.SetBassTrebleGains(b.bass, b.treble);
+         chain.SetBassTrebleParams(b.bassFreq, b.bassQ, b.trebleFreq, b.trebleQ);
+     },
+     false,
+     LXFX_DUMP {
+         const BassTrebleSettings& b = st.values.bassTreble;
+         Dump(sink,
+              "Bass Treble: on %s, Bass %f, Treble %f, Bass Freq %f, Bass Q %f, Treble Freq %f, "
+              "Treble Q %f",
+              BoolText(b.on), double(b.bass), double(b.treble), double(b.bassFreq), double(b.bassQ),
+              double(b.trebleFreq), double(b.trebleQ));
+     }},
+    /* ParametricEQ */
+    {"SetParametricEQON: on %s", &Chain::SetParametricEQON, LXFX_ON(parametricEQ),
+     LXFX_SEND {
+         (void)sink;
+         const ParametricEQSettings& e = st.values.parametricEQ;
+         chain.SetParametricEQGain(e.gain);
+         for (uint32_t i = 0; i < 9; ++i)
+             chain.SetParametricEQFilter(i, &e.filters[i]);
+     },
+     false, &DumpParametricEQ},
+    /* PostCompressor */
+    {"SetPostCompressorON: on %s", &Chain::SetPostCompressorON, LXFX_ON(postCompressor),
+     LXFX_SEND { (void)sink; chain.SetPostCompressorParams(&st.values.postCompressor.params); }, false,
+     LXFX_DUMP {
+         DumpCompressor("Post Compressor: on %s, Threshold %f, Ratio %f, Attack %f, Release %f, Range %f, "
+                        "PreGain %f, PostGain %f",
+                        st.values.postCompressor, sink);
+     }},
+    /* Vibrato */
+    {"SetVibratoON: on %s", &Chain::SetVibratoON, LXFX_ON(vibrato),
+     LXFX_SEND { (void)sink; chain.SetVibratoParams(st.values.vibrato.freq, st.values.vibrato.range); }, false,
+     LXFX_DUMP {
+         const ModulationSettings& m = st.values.vibrato;
+         Dump(sink, "Vibrato: on %s, Freq %f, Range %f", BoolText(m.on), m.freq, m.range);
+     }},
+    /* Tremolo */
+    {"SetTremoloON: on %s", &Chain::SetTremoloON, LXFX_ON(tremolo),
+     LXFX_SEND { (void)sink; chain.SetTremoloParams(st.values.tremolo.freq, st.values.tremolo.range); }, false,
+     LXFX_DUMP {
+         const ModulationSettings& m = st.values.tremolo;
+         Dump(sink, "Tremolo: on %s, Freq %f, Range %f", BoolText(m.on), m.freq, m.range);
+     }},
+    /* StereoEnhancer */
+    {"SetStereoEnhancerON: on %s", &Chain::SetStereoEnhancerON, LXFX_ON(stereoEnhancer),
+     LXFX_SEND {
+         const StereoEnhancerSettings& e = st.values.stereoEnhancer;
+         LogStereoEnhancerParams(e, sink);
+         chain.SetStereoEnhancerParams(e.presence, e.stereoizer, e.spectrumShaper, e.ambience);
+     },
+     false,
+     LXFX_DUMP {
+         const StereoEnhancerSettings& e = st.values.stereoEnhancer;
+         Dump(sink, "Stereo Enhancer: on %s, Presence %f, Stereoizer %f, SpectrumShaper %s, Ambience %d",
+              BoolText(e.on), double(e.presence), double(e.stereoizer), BoolText(e.spectrumShaper), int(e.ambience));
+     }},
+    /* Rotate3D */
+    {"SetRotate3DON: on %s", &Chain::SetRotate3DON, LXFX_ON(rotate3D),
+     LXFX_SEND { (void)sink; chain.SetRotate3DParams(st.values.rotate3D.velocity); }, false,
+     LXFX_DUMP {
+         Dump(sink, "Rotate 3D: on %s, Velocity %f", BoolText(st.values.rotate3D.on),
+              double(st.values.rotate3D.velocity));
+     }},
+    /* SpatialAudio */
+    {"SetSpatialAudioON: on %s", &Chain::SetSpatialAudioON, LXFX_ON(spatialAudio),
+     LXFX_SEND { (void)sink; chain.SetSpatialAudioParams(&st.values.spatialAudio.params); }, false,
+     LXFX_DUMP {
+         const SpatialAudioSettings& e = st.values.spatialAudio;
+         const SpatialAudioParams& p = e.params;
+         Dump(sink,
+              "SpatialAudio: on %s, FL %f, FR %f, Center %f, SL %f, SR %f, RL %f, RR %f, LFE %f, "
+              "Enhance %s",
+              BoolText(e.on), double(p.FL), double(p.FR), double(p.Center), double(p.SL), double(p.SR),
+              double(p.RL), double(p.RR), double(p.LFE), BoolText(p.Enhance));
+     }},
+    /* Delay */
+    {"SetDelayON: on %s", &Chain::SetDelayON, LXFX_ON(delay),
+     LXFX_SEND { (void)sink; chain.SetDelayParams(&st.values.delay.params); }, false,
+     LXFX_DUMP {
+         const DelaySettings& d = st.values.delay;
+         Dump(sink, "Delay: on %s, Delay %f, Feedback %f, DryLevel %f, WetLevel %f", BoolText(d.on),
+              double(d.params.Delay), double(d.params.Feedback), double(d.params.DryLevel),
+              double(d.params.WetLevel));
+     }},
+    /* Reverb */
+    {"SetReverbON: on %s", &Chain::SetReverbON, LXFX_ON(reverb), &SendReverb, false, &DumpReverb},
+    /* FIR: a stored impulse goes with the switch when there is one. */
+    {"SetFIRON: on %s", &Chain::SetFIRON, LXFX_ON(fir),
+     LXFX_SEND {
+         (void)sink;
+         if (!st.firImpulse.empty())
+             SendFIRImpulse(st, chain);
+     },
+     false,
+     LXFX_DUMP {
+         Dump(sink, "FIR: on %s, IR size %u", BoolText(st.values.fir.on), uint32_t(st.firImpulse.size()));
+     }},
+    /* Headphone */
+    {"SetHeadphoneON: on %s", &Chain::SetHeadphoneON, LXFX_ON(headphone),
+     LXFX_SEND {
+         (void)sink;
+         if (!st.headphoneImpulse.empty())
+             SendHeadphoneImpulse(st, chain);
+     },
+     false,
+     LXFX_DUMP {
+         Dump(sink, "Headphone: on %s, IR size %u", BoolText(st.values.headphone.on),
+              uint32_t(st.headphoneImpulse.size()));
+     }},
+    /* Limiter: its parameters go whether it is on or off. */
+    {"SetLimiterON: on %s", &Chain::SetLimiterON, LXFX_ON(limiter),
+     LXFX_SEND { (void)sink; chain.SetLimiterParams(&st.values.limiter.params); }, true,
+     LXFX_DUMP {
+         const LimiterEffectParams& l = st.values.limiter.params;
+         Dump(sink,
+              "Limiter: on %s, Threshold %f, Attack %f, Release %f, OutputGain %f, Ratio %f, "
+              "InfiniteRatio %s",
+              BoolText(st.values.limiter.on), double(l.Threshold), double(l.Attack), double(l.Release),
+              double(l.OutputGain), double(l.Ratio), BoolText(l.InfiniteRatio));
+     }},
+};
+
+#undef LXFX_ON
+#undef LXFX_SEND
+#undef LXFX_DUMP
+
+const SettingsRow& Row(Slot slot)
 {
-    if (processor)
-        processor->SetVibratoParams(vibratoFreq, vibratoRange);
+    return kRows[Index(slot)];
 }
 
-void AudioEffectsImpl::ForwardTremoloParams()
-{
-    if (processor)
-        processor->SetTremoloParams(tremoloFreq, tremoloRange);
-}
-
-void AudioEffectsImpl::ForwardLimiterParams()
-{
-    if (processor)
-        processor->SetLimiterParams(&limiterParams);
-}
+}  // namespace
 
 // An effect that is off when the chain is built gets none of its stored
 // parameters; switching it on later sends only the switch. Intended.
 void AudioEffectsImpl::ApplyStoredSettings()
 {
-    using P = LXAudioEffectsProcessor;
-    ForwardSwitch("SetLoudnessON: on %s", loudnessOn, &P::SetLoudnessON);
-    if (loudnessOn)
-        ForwardLoudnessParams();
-    ForwardSwitch("SetReverbON: on %s", reverbOn, &P::SetReverbON);
-    if (reverbOn)
-        ForwardReverbParams();
-    ForwardSwitch("SetStereoEnhancerON: on %s", stereoEnhancerOn, &P::SetStereoEnhancerON);
-    if (stereoEnhancerOn)
-        ForwardStereoEnhancerParams();
-    ForwardSwitch("SetRotate3DON: on %s", rotate3DOn, &P::SetRotate3DON);
-    if (rotate3DOn)
-        ForwardRotate3DParams();
-    ForwardSwitch("SetSpatialAudioON: on %s", spatialAudioOn, &P::SetSpatialAudioON);
-    if (spatialAudioOn)
-        ForwardSpatialAudioParams();
-    ForwardSwitch("SetGraphEQON: on %s", graphEQOn, &P::SetGraphEQON);
-    if (graphEQOn)
-        ForwardGraphEQGains();
-    ForwardSwitch("SetBassTrebleON: on %s", bassTrebleOn, &P::SetBassTrebleON);
-    if (bassTrebleOn)
-        ForwardBassTreble();
-    ForwardSwitch("SetCompressorON: on %s", compressorOn, &P::SetCompressorON);
-    if (compressorOn)
-        ForwardCompressorParams();
-    ForwardSwitch("SetPostCompressorON: on %s", postCompressorOn, &P::SetPostCompressorON);
-    if (postCompressorOn)
-        ForwardPostCompressorParams();
-    ForwardSwitch("SetParametricEQON: on %s", parametricEQOn, &P::SetParametricEQON);
-    if (parametricEQOn)
-        ForwardParametricEQ();
-    ForwardSwitch("SetDelayON: on %s", delayOn, &P::SetDelayON);
-    if (delayOn)
-        ForwardDelayParams();
-    ForwardSwitch("SetFIRON: on %s", firOn, &P::SetFIRON);
-    if (firOn && !firImpulse.empty())
-        ForwardFIRImpulse();
-    ForwardSwitch("SetHeadphoneON: on %s", headphoneOn, &P::SetHeadphoneON);
-    if (headphoneOn && !headphoneImpulse.empty())
-        ForwardHeadphoneImpulse();
-    ForwardSwitch("SetVibratoON: on %s", vibratoOn, &P::SetVibratoON);
-    if (vibratoOn)
-        ForwardVibratoParams();
-    ForwardSwitch("SetTremoloON: on %s", tremoloOn, &P::SetTremoloON);
-    if (tremoloOn)
-        ForwardTremoloParams();
-    ForwardSwitch("SetLimiterON: on %s", limiterOn, &P::SetLimiterON);
-    ForwardLimiterParams();
-    ForwardBypassMode();
+    IAudioEffectsLogger* sink = logger.load(std::memory_order_acquire);
+    for (Slot slot : kBuildOrder) {
+        const SettingsRow& row = Row(slot);
+        const bool on = row.on(stored.values);
+        ForwardSwitch(row.switchLog, on, row.setOn);
+        if (on || row.paramsWhenOff)
+            row.sendParams(stored, *processor, sink);
+    }
+    ForwardSwitch("SetBypassMode: bypass %s", stored.values.bypassMode, &Chain::SetBypassMode);
 }
 
-// ---- setters: store, then forward under the lock ----
+// ---- setters: store and forward under the lock ----
 
-#define SETTER_BODY(forward)                         \
-    do {                                             \
-        std::lock_guard<std::mutex> lock(mutex);     \
-        forward;                                     \
-    } while (0)
+void AudioEffectsImpl::SetSwitch(Slot slot, bool on)
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    const SettingsRow& row = Row(slot);
+    row.on(stored.values) = on;
+    ForwardSwitch(row.switchLog, on, row.setOn);
+}
 
-#define SWITCH_SETTER(Name, field)                                                   \
-    void AudioEffectsImpl::Name(bool on)                                             \
-    {                                                                                \
-        field = on;                                                                  \
-        SETTER_BODY(ForwardSwitch(#Name ": on %s", on, &LXAudioEffectsProcessor::Name)); \
-    }
-
-SWITCH_SETTER(SetLoudnessON, loudnessOn)
-SWITCH_SETTER(SetReverbON, reverbOn)
-SWITCH_SETTER(SetStereoEnhancerON, stereoEnhancerOn)
-SWITCH_SETTER(SetRotate3DON, rotate3DOn)
-SWITCH_SETTER(SetSpatialAudioON, spatialAudioOn)
-SWITCH_SETTER(SetGraphEQON, graphEQOn)
-SWITCH_SETTER(SetBassTrebleON, bassTrebleOn)
-SWITCH_SETTER(SetCompressorON, compressorOn)
-SWITCH_SETTER(SetPostCompressorON, postCompressorOn)
-SWITCH_SETTER(SetParametricEQON, parametricEQOn)
-SWITCH_SETTER(SetDelayON, delayOn)
-SWITCH_SETTER(SetFIRON, firOn)
-SWITCH_SETTER(SetHeadphoneON, headphoneOn)
-SWITCH_SETTER(SetVibratoON, vibratoOn)
-SWITCH_SETTER(SetTremoloON, tremoloOn)
-SWITCH_SETTER(SetLimiterON, limiterOn)
+void AudioEffectsImpl::SetLoudnessON(bool on) { SetSwitch(Slot::Loudness, on); }
+void AudioEffectsImpl::SetReverbON(bool on) { SetSwitch(Slot::Reverb, on); }
+void AudioEffectsImpl::SetStereoEnhancerON(bool on) { SetSwitch(Slot::StereoEnhancer, on); }
+void AudioEffectsImpl::SetRotate3DON(bool on) { SetSwitch(Slot::Rotate3D, on); }
+void AudioEffectsImpl::SetSpatialAudioON(bool on) { SetSwitch(Slot::SpatialAudio, on); }
+void AudioEffectsImpl::SetGraphEQON(bool on) { SetSwitch(Slot::GraphicEQ, on); }
+void AudioEffectsImpl::SetBassTrebleON(bool on) { SetSwitch(Slot::BassTreble, on); }
+void AudioEffectsImpl::SetCompressorON(bool on) { SetSwitch(Slot::Compressor, on); }
+void AudioEffectsImpl::SetPostCompressorON(bool on) { SetSwitch(Slot::PostCompressor, on); }
+void AudioEffectsImpl::SetParametricEQON(bool on) { SetSwitch(Slot::ParametricEQ, on); }
+void AudioEffectsImpl::SetDelayON(bool on) { SetSwitch(Slot::Delay, on); }
+void AudioEffectsImpl::SetFIRON(bool on) { SetSwitch(Slot::FIR, on); }
+void AudioEffectsImpl::SetHeadphoneON(bool on) { SetSwitch(Slot::Headphone, on); }
+void AudioEffectsImpl::SetVibratoON(bool on) { SetSwitch(Slot::Vibrato, on); }
+void AudioEffectsImpl::SetTremoloON(bool on) { SetSwitch(Slot::Tremolo, on); }
+void AudioEffectsImpl::SetLimiterON(bool on) { SetSwitch(Slot::Limiter, on); }
 
 void AudioEffectsImpl::SetBypassMode(bool bypass)
 {
-    bypassMode = bypass;
-    SETTER_BODY(ForwardBypassMode());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.bypassMode = bypass;
+    ForwardSwitch("SetBypassMode: bypass %s", bypass, &Chain::SetBypassMode);
 }
 
 void AudioEffectsImpl::SetLoudnessParams(float gain, float peak)
 {
-    loudnessGain = gain;
-    loudnessPeak = peak;
-    SETTER_BODY(ForwardLoudnessParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.loudness.gain = gain;
+    stored.values.loudness.peak = peak;
+    if (processor)
+        processor->SetLoudnessParams(gain, peak);
 }
 
-void AudioEffectsImpl::SetReverbERParams(bool enable, uint32_t Pattern, float RoomSize,
-                                         float SurroundDelay)
+void AudioEffectsImpl::SetReverbERParams(bool enable, uint32_t Pattern, float RoomSize, float SurroundDelay)
 {
-    erEnable = enable;
-    erPattern = Pattern;
-    erRoomSize = RoomSize;
-    erSurroundDelay = SurroundDelay;
-    SETTER_BODY(if (processor) processor->SetReverbERParams(enable, Pattern, RoomSize, SurroundDelay));
+    std::lock_guard<std::mutex> lock(mutex);
+    ReverbSettings& r = stored.values.reverb;
+    r.erEnable = enable;
+    r.erPattern = Pattern;
+    r.erRoomSize = RoomSize;
+    r.erSurroundDelay = SurroundDelay;
+    if (processor)
+        processor->SetReverbERParams(enable, Pattern, RoomSize, SurroundDelay);
 }
 
 void AudioEffectsImpl::SetReverbRVBParams(const ReverbParams* params)
 {
     if (!params)
         return;
-    reverbParams = *params;
-    SETTER_BODY(if (processor) processor->SetReverbRVBParams(&reverbParams));
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.reverb.body = *params;
+    if (processor)
+        processor->SetReverbRVBParams(&stored.values.reverb.body);
 }
 
 void AudioEffectsImpl::SetReverbTCON(bool on)
 {
-    reverbTCOn = on;
-    SETTER_BODY(if (processor) processor->SetReverbTCON(on));
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.reverb.tcOn = on;
+    if (processor)
+        processor->SetReverbTCON(on);
 }
 
 void AudioEffectsImpl::SetReverbTCFilter(uint32_t index, const ReverbFilterParams* params)
 {
     if (index == 0 || index > 3 || !params)
         return;
-    reverbTCFilters[index - 1] = *params;
-    SETTER_BODY(if (processor) processor->SetReverbTCFilter(index, &reverbTCFilters[index - 1]));
+    std::lock_guard<std::mutex> lock(mutex);
+    ReverbFilterParams& filter = stored.values.reverb.tcFilters[index - 1];
+    filter = *params;
+    if (processor)
+        processor->SetReverbTCFilter(index, &filter);
 }
 
 void AudioEffectsImpl::SetReverbInputLevel(float Center, float LFE)
 {
-    reverbInputCenter = Center;
-    reverbInputLFE = LFE;
-    SETTER_BODY(if (processor) processor->SetReverbInputLevel(Center, LFE));
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.reverb.inputCenter = Center;
+    stored.values.reverb.inputLFE = LFE;
+    if (processor)
+        processor->SetReverbInputLevel(Center, LFE);
 }
 
 void AudioEffectsImpl::SetReverbRVBLevel(float Front, float Rear, float Center, float LFE)
 {
-    reverbRVBFront = Front;
-    reverbRVBRear = Rear;
-    reverbRVBCenter = Center;
-    reverbRVBLFE = LFE;
-    SETTER_BODY(if (processor) processor->SetReverbRVBLevel(Front, Rear, Center, LFE));
+    std::lock_guard<std::mutex> lock(mutex);
+    ReverbSettings& r = stored.values.reverb;
+    r.rvbFront = Front;
+    r.rvbRear = Rear;
+    r.rvbCenter = Center;
+    r.rvbLFE = LFE;
+    if (processor)
+        processor->SetReverbRVBLevel(Front, Rear, Center, LFE);
 }
 
 void AudioEffectsImpl::SetReverbOutputLevel(float Dry, float ER, float Reverb)
 {
-    reverbOutputDry = Dry;
-    reverbOutputER = ER;
-    reverbOutputReverb = Reverb;
-    SETTER_BODY(if (processor) processor->SetReverbOutputLevel(Dry, ER, Reverb));
+    std::lock_guard<std::mutex> lock(mutex);
+    ReverbSettings& r = stored.values.reverb;
+    r.outputDry = Dry;
+    r.outputER = ER;
+    r.outputReverb = Reverb;
+    if (processor)
+        processor->SetReverbOutputLevel(Dry, ER, Reverb);
 }
 
-void AudioEffectsImpl::SetStereoEnhancerParams(float presence, float stereoizer,
-                                               bool spectrumShaper, uint32_t ambience)
+void AudioEffectsImpl::SetStereoEnhancerParams(float presence, float stereoizer, bool spectrumShaper,
+                                               uint32_t ambience)
 {
-    stereoEnhancerPresence = presence;
-    stereoEnhancerStereoizer = stereoizer;
-    stereoEnhancerSpectrumShaper = spectrumShaper;
-    stereoEnhancerAmbience = ambience;
-    SETTER_BODY(ForwardStereoEnhancerParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.stereoEnhancer = {stored.values.stereoEnhancer.on, presence, stereoizer, spectrumShaper, ambience};
+    if (processor)
+        Row(Slot::StereoEnhancer).sendParams(stored, *processor, logger.load(std::memory_order_acquire));
 }
 
 void AudioEffectsImpl::SetGraphEQGains(const float* gains)
 {
     if (!gains)
         return;
-    std::memcpy(graphEQGains, gains, sizeof graphEQGains);
-    SETTER_BODY(ForwardGraphEQGains());
+    std::lock_guard<std::mutex> lock(mutex);
+    std::memcpy(stored.values.graphEQ.gains, gains, sizeof stored.values.graphEQ.gains);
+    if (processor)
+        processor->SetGraphEQGains(stored.values.graphEQ.gains);
 }
 
 void AudioEffectsImpl::SetBassTrebleGains(float Bass, float Treble)
 {
-    bass = Bass;
-    treble = Treble;
-    SETTER_BODY(if (processor) processor->SetBassTrebleGains(Bass, Treble));
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.bassTreble.bass = Bass;
+    stored.values.bassTreble.treble = Treble;
+    if (processor)
+        processor->SetBassTrebleGains(Bass, Treble);
 }
 
-void AudioEffectsImpl::SetBassTrebleParams(float bassFreq_, float bassQ_, float trebleFreq_,
-                                           float trebleQ_)
+void AudioEffectsImpl::SetBassTrebleParams(float bassFreq, float bassQ, float trebleFreq, float trebleQ)
 {
-    bassFreq = bassFreq_;
-    bassQ = bassQ_;
-    trebleFreq = trebleFreq_;
-    trebleQ = trebleQ_;
-    SETTER_BODY(if (processor) processor->SetBassTrebleParams(bassFreq_, bassQ_, trebleFreq_, trebleQ_));
+    std::lock_guard<std::mutex> lock(mutex);
+    BassTrebleSettings& b = stored.values.bassTreble;
+    b.bassFreq = bassFreq;
+    b.bassQ = bassQ;
+    b.trebleFreq = trebleFreq;
+    b.trebleQ = trebleQ;
+    if (processor)
+        processor->SetBassTrebleParams(bassFreq, bassQ, trebleFreq, trebleQ);
 }
 
 void AudioEffectsImpl::SetCompressorParams(const CompressorEffectParams* params)
 {
     if (!params)
         return;
-    compressorParams = *params;
-    SETTER_BODY(ForwardCompressorParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.compressor.params = *params;
+    if (processor)
+        processor->SetCompressorParams(&stored.values.compressor.params);
 }
 
 void AudioEffectsImpl::SetPostCompressorParams(const CompressorEffectParams* params)
 {
     if (!params)
         return;
-    postCompressorParams = *params;
-    SETTER_BODY(ForwardPostCompressorParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.postCompressor.params = *params;
+    if (processor)
+        processor->SetPostCompressorParams(&stored.values.postCompressor.params);
 }
 
 void AudioEffectsImpl::SetParametricEQGain(float Gain)
 {
-    parametricEQGain = Gain;
-    SETTER_BODY(if (processor) processor->SetParametricEQGain(Gain));
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.parametricEQ.gain = Gain;
+    if (processor)
+        processor->SetParametricEQGain(Gain);
 }
 
 void AudioEffectsImpl::SetParametricEQFilter(uint32_t index, const ParametricEQFilterParams* params)
@@ -690,64 +749,88 @@ void AudioEffectsImpl::SetParametricEQFilter(uint32_t index, const ParametricEQF
     // An index past the ninth band would write outside the table: ignored.
     if (index >= 9 || !params)
         return;
-    parametricEQFilters[index] = *params;
-    SETTER_BODY(if (processor) processor->SetParametricEQFilter(index, &parametricEQFilters[index]));
+    std::lock_guard<std::mutex> lock(mutex);
+    ParametricEQFilterParams& filter = stored.values.parametricEQ.filters[index];
+    filter = *params;
+    if (processor)
+        processor->SetParametricEQFilter(index, &filter);
 }
 
 void AudioEffectsImpl::SetDelayParams(const DelayEffectParams* params)
 {
     if (!params)
         return;
-    delayParams = *params;
-    SETTER_BODY(ForwardDelayParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.delay.params = *params;
+    if (processor)
+        processor->SetDelayParams(&stored.values.delay.params);
 }
 
 void AudioEffectsImpl::SetVibratoParams(double Freq, double Range)
 {
-    vibratoFreq = Freq;
-    vibratoRange = Range;
-    SETTER_BODY(ForwardVibratoParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.vibrato.freq = Freq;
+    stored.values.vibrato.range = Range;
+    if (processor)
+        processor->SetVibratoParams(Freq, Range);
 }
 
 void AudioEffectsImpl::SetTremoloParams(double Freq, double Range)
 {
-    tremoloFreq = Freq;
-    tremoloRange = Range;
-    SETTER_BODY(ForwardTremoloParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.tremolo.freq = Freq;
+    stored.values.tremolo.range = Range;
+    if (processor)
+        processor->SetTremoloParams(Freq, Range);
 }
 
+// The image is copied before the lock is taken, and the old copy is freed
+// after it is released, so a large image holds up the audio only for the
+// load itself.
 void AudioEffectsImpl::SetFIRImpulse(const void* data, uint64_t size)
 {
-    StoreImpulse(firImpulse, data, size);
-    SETTER_BODY(if (data) ForwardFIRImpulse());
+    std::vector<uint8_t> image = CopyImpulse(data, size);
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.firImpulse.swap(image);
+    if (data && processor)
+        SendFIRImpulse(stored, *processor);
 }
 
 void AudioEffectsImpl::SetHeadphoneImpulse(const void* data, uint64_t size)
 {
-    StoreImpulse(headphoneImpulse, data, size);
-    SETTER_BODY(if (data) ForwardHeadphoneImpulse());
+    std::vector<uint8_t> image = CopyImpulse(data, size);
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.headphoneImpulse.swap(image);
+    if (data && processor)
+        SendHeadphoneImpulse(stored, *processor);
 }
 
 void AudioEffectsImpl::SetLimiterParams(const LimiterEffectParams* params)
 {
     if (!params)
         return;
-    limiterParams = *params;
-    SETTER_BODY(ForwardLimiterParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.limiter.params = *params;
+    if (processor)
+        processor->SetLimiterParams(&stored.values.limiter.params);
 }
 
 void AudioEffectsImpl::SetRotate3DParams(float Velocity)
 {
-    rotate3DVelocity = Velocity;
-    SETTER_BODY(ForwardRotate3DParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.rotate3D.velocity = Velocity;
+    if (processor)
+        processor->SetRotate3DParams(Velocity);
 }
 
 void AudioEffectsImpl::SetSpatialAudioParams(const SpatialAudioParams* params)
 {
     if (!params)
         return;
-    spatialAudioParams = *params;
-    SETTER_BODY(ForwardSpatialAudioParams());
+    std::lock_guard<std::mutex> lock(mutex);
+    stored.values.spatialAudio.params = *params;
+    if (processor)
+        processor->SetSpatialAudioParams(&stored.values.spatialAudio.params);
 }
 
 // ---- state dump ----
@@ -755,87 +838,15 @@ void AudioEffectsImpl::SetSpatialAudioParams(const SpatialAudioParams* params)
 void AudioEffectsImpl::DumpState()
 {
     std::lock_guard<std::mutex> lock(mutex);
-    if (!logger)
+    IAudioEffectsLogger* sink = logger.load(std::memory_order_acquire);
+    if (!sink)
         return;
-    LOG_LINE(2, "Processor instance: %s", processor ? "Yes" : "No");
-    LOG_LINE(2, "Sample Format: %d, Buffer Frames: %u, Channels: %u, Samplerate: %u, Byte per Sample: %u",
-             int(sampleFormat), bufferFrames, channels, sampleRate, bytesPerSample);
-    LOG_LINE(2, "BypassMode: %s", BoolText(bypassMode));
-    LOG_LINE(2, "Loudness: on %s, gain %f, peak %f", BoolText(loudnessOn), double(loudnessGain),
-             double(loudnessPeak));
-    LOG_LINE(2, "Reverb: on %s", BoolText(reverbOn));
-    LOG_LINE(2, "Reverb ER: enable %s, Pattern %d, RoomSize %f, SurroundDelay %f", BoolText(erEnable),
-             int(erPattern), double(erRoomSize), double(erSurroundDelay));
-    const ReverbParams& r = reverbParams;
-    LOG_LINE(2,
-             "Reverb RVB: PreDelay %f, DecayTime %f, HFDamping %f, Density %f, RoomShape %f, "
-             "Quality %u, Diffusion %f, StereoWidth %f",
-             double(r.PreDelay), double(r.DecayTime), double(r.HFDamping), double(r.Density),
-             double(r.RoomShape), r.Quality, double(r.Diffusion), double(r.StereoWidth));
-    LOG_LINE(2, "Reverb TC: enable %s", BoolText(reverbTCOn));
-    for (int i = 0; i < 3; ++i) {
-        const ReverbFilterParams& f = reverbTCFilters[i];
-        LOG_LINE(2, "Reverb TC Filter %d: InsertType %u, CurveType %u, Gain %f, Freq %f, Q %f", i + 1,
-                 f.InsertType, f.CurveType, double(f.Gain), double(f.Freq), double(f.Q));
-    }
-    LOG_LINE(2, "Reverb Input Level: Center %f, LFE %f", double(reverbInputCenter),
-             double(reverbInputLFE));
-    LOG_LINE(2, "Reverb RVB Level: Front %f, Rear %f, Center %f, LFE %f", double(reverbRVBFront),
-             double(reverbRVBRear), double(reverbRVBCenter), double(reverbRVBLFE));
-    LOG_LINE(2, "Reverb Output Level: Dry %f, ER %f, Reverb %f", double(reverbOutputDry),
-             double(reverbOutputER), double(reverbOutputReverb));
-    LOG_LINE(2, "Stereo Enhancer: on %s, Presence %f, Stereoizer %f, SpectrumShaper %s, Ambience %d",
-             BoolText(stereoEnhancerOn), double(stereoEnhancerPresence),
-             double(stereoEnhancerStereoizer), BoolText(stereoEnhancerSpectrumShaper),
-             int(stereoEnhancerAmbience));
-    LOG_LINE(2, "Rotate 3D: on %s, Velocity %f", BoolText(rotate3DOn), double(rotate3DVelocity));
-    const SpatialAudioParams& s = spatialAudioParams;
-    LOG_LINE(2,
-             "SpatialAudio: on %s, FL %f, FR %f, Center %f, SL %f, SR %f, RL %f, RR %f, LFE %f, "
-             "Enhance %s",
-             BoolText(spatialAudioOn), double(s.FL), double(s.FR), double(s.Center), double(s.SL),
-             double(s.SR), double(s.RL), double(s.RR), double(s.LFE), BoolText(s.Enhance));
-    const float* g = graphEQGains;
-    LOG_LINE(2, "Graph EQ: on %s, %f, %f, %f, %f, %f, %f, %f, %f, %f, %f,", BoolText(graphEQOn),
-             double(g[0]), double(g[1]), double(g[2]), double(g[3]), double(g[4]), double(g[5]),
-             double(g[6]), double(g[7]), double(g[8]), double(g[9]));
-    LOG_LINE(2,
-             "Bass Treble: on %s, Bass %f, Treble %f, Bass Freq %f, Bass Q %f, Treble Freq %f, "
-             "Treble Q %f",
-             BoolText(bassTrebleOn), double(bass), double(treble), double(bassFreq), double(bassQ),
-             double(trebleFreq), double(trebleQ));
-    const CompressorEffectParams& c = compressorParams;
-    LOG_LINE(2,
-             "Compressor: on %s, Threshold %f, Ratio %f, Attack %f, Release %f, Range %f, "
-             "PreGain %f, PostGain %f",
-             BoolText(compressorOn), double(c.Threshold), double(c.Ratio), double(c.Attack),
-             double(c.Release), double(c.Range), double(c.PreGain), double(c.PostGain));
-    const CompressorEffectParams& pc = postCompressorParams;
-    LOG_LINE(2,
-             "Post Compressor: on %s, Threshold %f, Ratio %f, Attack %f, Release %f, Range %f, "
-             "PreGain %f, PostGain %f",
-             BoolText(postCompressorOn), double(pc.Threshold), double(pc.Ratio), double(pc.Attack),
-             double(pc.Release), double(pc.Range), double(pc.PreGain), double(pc.PostGain));
-    LOG_LINE(2, "Parametric EQ: on %s, Gain %f", BoolText(parametricEQOn), double(parametricEQGain));
-    for (uint32_t i = 0; i < 9; ++i) {
-        const ParametricEQFilterParams& f = parametricEQFilters[i];
-        LOG_LINE(2, "Parametric EQ Filter %u: on %s, FilterType %u, Gain %f, Freq %f, Q %f", i + 1,
-                 BoolText(f.on), f.FilterType, double(f.Gain), double(f.Freq), double(f.Q));
-    }
-    const DelayEffectParams& d = delayParams;
-    LOG_LINE(2, "Delay: on %s, Delay %f, Feedback %f, DryLevel %f, WetLevel %f", BoolText(delayOn),
-             double(d.Delay), double(d.Feedback), double(d.DryLevel), double(d.WetLevel));
-    LOG_LINE(2, "FIR: on %s, IR size %u", BoolText(firOn), uint32_t(firImpulse.size()));
-    LOG_LINE(2, "Headphone: on %s, IR size %u", BoolText(headphoneOn),
-             uint32_t(headphoneImpulse.size()));
-    LOG_LINE(2, "Vibrato: on %s, Freq %f, Range %f", BoolText(vibratoOn), vibratoFreq, vibratoRange);
-    LOG_LINE(2, "Tremolo: on %s, Freq %f, Range %f", BoolText(tremoloOn), tremoloFreq, tremoloRange);
-    const LimiterEffectParams& l = limiterParams;
-    LOG_LINE(2,
-             "Limiter: on %s, Threshold %f, Attack %f, Release %f, OutputGain %f, Ratio %f, "
-             "InfiniteRatio %s",
-             BoolText(limiterOn), double(l.Threshold), double(l.Attack), double(l.Release),
-             double(l.OutputGain), double(l.Ratio), BoolText(l.InfiniteRatio));
+    Dump(*sink, "Processor instance: %s", processor ? "Yes" : "No");
+    Dump(*sink, "Sample Format: %d, Buffer Frames: %u, Channels: %u, Samplerate: %u, Byte per Sample: %u",
+         int(sampleFormat), bufferFrames, channels, sampleRate, bytesPerSample);
+    Dump(*sink, "BypassMode: %s", BoolText(stored.values.bypassMode));
+    for (Slot slot : kBuildOrder)
+        Row(slot).dump(stored, *sink);
 }
 
 }  // namespace audiofx

@@ -4,11 +4,13 @@
 // change of format, which rebuilds the chain, loses none.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
-#include <vector>
 
+#include "frontend/EffectSlots.h"
 #include "frontend/ProcessorFactories.h"
+#include "frontend/StoredSettings.h"
 #include "lxaudioeffects/AudioEffects.h"
 
 class AudioFifo;
@@ -78,33 +80,23 @@ public:
     void SetSpatialAudioParams(const SpatialAudioParams* params) override;
 
 private:
-    void SetDefaultSettings();
     void ResetSteps();
     void ReleaseSteps();
     bool Fail();
     void ApplyStoredSettings();
-
-    // Forwarders: called with mutex held; log switches and pass the stored
-    // value to the chain when one exists.
+    // Stores a switch and passes it on, with its log line, when a chain exists.
+    void SetSwitch(Slot slot, bool on);
+    // Logs a switch and passes it to the chain; mutex held.
     void ForwardSwitch(const char* format, bool on, void (LXAudioEffectsProcessor::*op)(bool));
-    void ForwardBypassMode();
-    void ForwardLoudnessParams();
-    void ForwardReverbParams();
-    void ForwardStereoEnhancerParams();
-    void ForwardRotate3DParams();
-    void ForwardSpatialAudioParams();
-    void ForwardGraphEQGains();
-    void ForwardBassTreble();
-    void ForwardCompressorParams();
-    void ForwardPostCompressorParams();
-    void ForwardParametricEQ();
-    void ForwardDelayParams();
-    void ForwardFIRImpulse();
-    void ForwardHeadphoneImpulse();
-    void ForwardVibratoParams();
-    void ForwardTremoloParams();
-    void ForwardLimiterParams();
+    template <typename... Args>
+    void Log(int32_t level, const char* format, Args... args) const
+    {
+        if (IAudioEffectsLogger* sink = logger.load(std::memory_order_acquire))
+            sink->Log("AudioEffects", level, format, args...);
+    }
 
+    // Guards the chain, the FIFOs, the work buffer and the stored settings;
+    // every setter stores and forwards under it.
     std::mutex mutex;
     const ProcessorFactories& factories;
     LXAudioEffectsProcessor* processor = nullptr;
@@ -118,57 +110,10 @@ private:
     uint32_t sampleRate = 0xffffffffu;
     uint32_t bytesPerSample = 2;
 
-    // Stored settings.
-    bool bypassMode;
-    bool loudnessOn;
-    float loudnessGain;
-    float loudnessPeak;
-    bool reverbOn;
-    bool erEnable;
-    uint32_t erPattern;
-    float erRoomSize;
-    float erSurroundDelay;
-    ReverbParams reverbParams;
-    bool reverbTCOn;
-    ReverbFilterParams reverbTCFilters[3];
-    float reverbInputCenter, reverbInputLFE;
-    float reverbRVBFront, reverbRVBRear, reverbRVBCenter, reverbRVBLFE;
-    float reverbOutputDry, reverbOutputER, reverbOutputReverb;
-    bool stereoEnhancerOn;
-    float stereoEnhancerPresence;
-    float stereoEnhancerStereoizer;
-    bool stereoEnhancerSpectrumShaper;
-    uint32_t stereoEnhancerAmbience;
-    bool rotate3DOn;
-    float rotate3DVelocity;
-    bool spatialAudioOn;
-    SpatialAudioParams spatialAudioParams;
-    bool graphEQOn;
-    float graphEQGains[10];
-    bool bassTrebleOn;
-    float bass, treble;
-    float bassFreq, bassQ, trebleFreq, trebleQ;
-    bool compressorOn;
-    CompressorEffectParams compressorParams;
-    bool postCompressorOn;
-    CompressorEffectParams postCompressorParams;
-    bool parametricEQOn;
-    float parametricEQGain;
-    ParametricEQFilterParams parametricEQFilters[9];
-    bool delayOn;
-    DelayEffectParams delayParams;
-    bool firOn;
-    std::vector<uint8_t> firImpulse;
-    bool headphoneOn;
-    std::vector<uint8_t> headphoneImpulse;
-    bool vibratoOn;
-    double vibratoFreq, vibratoRange;
-    bool tremoloOn;
-    double tremoloFreq, tremoloRange;
-    bool limiterOn;
-    LimiterEffectParams limiterParams;
+    StoredSettings stored;
 
-    IAudioEffectsLogger* logger = nullptr;
+    // Set without the lock, read by whichever thread logs.
+    std::atomic<IAudioEffectsLogger*> logger{nullptr};
     int32_t timestamp = -1;
 };
 
