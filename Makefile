@@ -2,10 +2,11 @@
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 BUILD_DIR ?= build
 ASAN_DIR ?= build-sanitize
+TSAN_DIR ?= build-tsan
 # Optimised, with assertions left on.
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -g"
 
-.PHONY: deps build test test-sanitize bench demo clean
+.PHONY: deps build test test-sanitize test-tsan bench demo clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -23,6 +24,13 @@ test-sanitize: deps
 	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --test-dir $(ASAN_DIR) --output-on-failure -j $(JOBS)
 
+# ThreadSanitizer: the race tests are what it is for, but every test runs.
+test-tsan: deps
+	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DLXFX_SANITIZE_THREAD=ON
+	cmake --build $(TSAN_DIR) -j $(JOBS)
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
+	  ctest --test-dir $(TSAN_DIR) --output-on-failure -j $(JOBS)
+
 bench: build
 	$(BUILD_DIR)/bin/lxfx_bench
 
@@ -30,4 +38,4 @@ demo: build
 	$(BUILD_DIR)/bin/lxfx demo
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR)

@@ -21,7 +21,7 @@ TEST(AllocationCounter, SeesEveryWayOfAllocating)
     ::operator delete[](aligned, std::align_val_t(64));
     std::vector<double> v(100);
     EXPECT_EQ(counter.Count(), 4u);
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     // volatile keeps the compiler from eliding the pairs
     void* volatile m = std::malloc(32);
     void* volatile c = std::calloc(4, 8);
