@@ -66,6 +66,10 @@ void AudioEffectsImpl::ResetSteps()
         processor->Reset();
     endOfStream = false;
     timestamp = -1;
+    // The frame an empty drain takes from here is silence (the midpoint for
+    // unsigned 8-bit), not a block of the previous stream.
+    if (outBuffer)
+        std::memset(outBuffer, bytesPerSample == 1 ? 0x80 : 0, size_t(bytesPerSample) * channels * bufferFrames);
     if (inFifo)
         inFifo->Reset();
     if (outFifo)
@@ -146,8 +150,7 @@ bool AudioEffectsImpl::Init(AUDIO_SAMPLEFORMAT format, uint32_t channels_, uint3
         Log(0, "Create out audio fifo failed.");
         return Fail();
     }
-    outBuffer = static_cast<uint8_t*>(
-        std::malloc(size_t(bytesPerSample) * channels * bufferFrames));
+    outBuffer = static_cast<uint8_t*>(std::malloc(size_t(bytesPerSample) * channels * bufferFrames));
     if (!outBuffer) {
         Log(0, "Create out audio buffer failed.");
         return Fail();

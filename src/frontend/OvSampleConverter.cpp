@@ -1,5 +1,6 @@
 #include "frontend/OvSampleConverter.h"
 
+#include <cmath>
 #include <cstring>
 #include <new>
 
@@ -12,6 +13,14 @@ inline int32_t TruncateToInt32(float v)
     if (v >= -2147483648.0f && v < 2147483648.0f)
         return static_cast<int32_t>(v);
     return INT32_MIN;
+}
+
+// A sample that is not a number or infinite, from a broken decoder or an
+// effect gone astray, becomes silence at either end of the chain: it would
+// otherwise poison every filter's state, or reach an integer conversion.
+inline float Finite(float x)
+{
+    return std::isfinite(x) ? x : 0.0f;
 }
 
 template <typename Sample, typename ToFloat>
@@ -84,11 +93,11 @@ void OvSampleConverter::Convert(const void* input, void* output, uint32_t frames
                               [](int32_t s) { return float(s) * (1.0f / 2147483648.0f); });
             break;
         case AUDIO_SAMPLEFORMAT_FLOAT:
-            ToPlanes<float>(input, planes, frames, channels, maxFrames, [](float x) { return x; });
+            ToPlanes<float>(input, planes, frames, channels, maxFrames, [](float x) { return Finite(x); });
             break;
         case AUDIO_SAMPLEFORMAT_DOUBLE:
             ToPlanes<double>(input, planes, frames, channels, maxFrames,
-                             [](double d) { return float(d); });
+                             [](double d) { return Finite(float(d)); });
             break;
         default:  // planar in and out, or unknown: nothing is written
             break;
@@ -101,24 +110,24 @@ void OvSampleConverter::Convert(const void* input, void* output, uint32_t frames
     switch (outputFormat) {
     case AUDIO_SAMPLEFORMAT_U8:
         FromPlanes<uint8_t>(planes, output, frames, channels, maxFrames, [](float x) {
-            return uint8_t(uint32_t(TruncateToInt32((x + 128.0f) * 128.0f)) & 0xffu);
+            return uint8_t(uint32_t(TruncateToInt32((Finite(x) + 128.0f) * 128.0f)) & 0xffu);
         });
         break;
     case AUDIO_SAMPLEFORMAT_S16:
         FromPlanes<int16_t>(planes, output, frames, channels, maxFrames, [](float x) {
-            return int16_t(uint16_t(uint32_t(TruncateToInt32(x * 32768.0f)) & 0xffffu));
+            return int16_t(uint16_t(uint32_t(TruncateToInt32(Finite(x) * 32768.0f)) & 0xffffu));
         });
         break;
     case AUDIO_SAMPLEFORMAT_S32:
         FromPlanes<int32_t>(planes, output, frames, channels, maxFrames,
-                            [](float x) { return TruncateToInt32(x * 2147483648.0f); });
+                            [](float x) { return TruncateToInt32(Finite(x) * 2147483648.0f); });
         break;
     case AUDIO_SAMPLEFORMAT_FLOAT:
-        FromPlanes<float>(planes, output, frames, channels, maxFrames, [](float x) { return x; });
+        FromPlanes<float>(planes, output, frames, channels, maxFrames, [](float x) { return Finite(x); });
         break;
     case AUDIO_SAMPLEFORMAT_DOUBLE:
         FromPlanes<double>(planes, output, frames, channels, maxFrames,
-                           [](float x) { return double(x); });
+                           [](float x) { return double(Finite(x)); });
         break;
     default:
         break;
