@@ -1,6 +1,6 @@
-// Every kind of call a host can make from a second thread while the first
-// pushes and pulls: setters, impulse loads, state dumps, Init with another
-// format, ResetEffects, Reset and the logger. Built with ThreadSanitizer this
+// Every kind of call a host can make from other threads while one pushes and
+// pulls: setters, impulse loads, state dumps, Init with another format,
+// ResetEffects, Reset and the logger. Built with ThreadSanitizer this
 // finds data races and lock-order faults; elsewhere it must simply not crash.
 #include <gtest/gtest.h>
 
@@ -61,6 +61,14 @@ TEST(FrontEndRace, AnyCallFromAnotherThreadWhilePushing)
                 recording.Take();
         }
     });
+    // A third thread loads impulses against the second's resets and loads.
+    std::thread loader([&] {
+        for (unsigned i = 0; !stop.load(); ++i) {
+            const std::vector<uint8_t> image(1 + i % 5000, uint8_t(i * 7));
+            fx->SetHeadphoneImpulse(image.data(), image.size());
+            fx->SetFIRImpulse(image.data(), i % 9 == 0 ? 0 : image.size());
+        }
+    });
     std::vector<int16_t> chunk(777 * 2), out(8192 * 2);
     for (size_t i = 0; i < chunk.size(); ++i)
         chunk[i] = int16_t(12000.0 * std::sin(0.03 * double(i)));
@@ -81,6 +89,7 @@ TEST(FrontEndRace, AnyCallFromAnotherThreadWhilePushing)
     }
     stop = true;
     host.join();
+    loader.join();
     fx->SetLogger(nullptr);
     fx->Destroy();
 }
