@@ -2,26 +2,26 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstring>
 #include <charconv>
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <map>
-#include <sstream>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
 #include "PresetSchema.h"
 #include "ToolError.h"
+#include "WholeFile.h"
 
 namespace lxfx {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+// A complete preset is a few kilobytes.
+constexpr uint64_t kMaxPresetBytes = uint64_t(16) << 20;
 
 struct Leaf {
     const PresetField* field;
@@ -286,19 +286,15 @@ void SetAtPath(Json& root, const std::string& path, Json value)
 
 void Preset::LoadFile(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw ToolError("cannot read preset \"" + path + "\": " + std::strerror(errno));
-    std::stringstream text;
-    text << in.rdbuf();
+    const std::vector<char> bytes = ReadWholeFile(path, "preset", kMaxPresetBytes);
+    const std::string content(bytes.begin(), bytes.end());
     const size_t slash = path.rfind('/');
     const std::string baseDir = slash == std::string::npos ? "" : path.substr(0, slash);
     Json document;
     try {
-        document = Json::parse(text.str());
+        document = Json::parse(content);
     } catch (const Json::parse_error& error) {
         // Line and column of the byte where parsing stopped.
-        const std::string content = text.str();
         const size_t stop = std::min<size_t>(error.byte ? error.byte - 1 : 0, content.size());
         size_t line = 1, column = 1;
         for (size_t i = 0; i < stop; ++i) {

@@ -11,7 +11,7 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
     struct Case {
         const char* preset;             // written to p.json when given
         std::vector<std::string> args;  // "@x" is the scratch folder's file x
-        const char* message;
+        const char* message;            // "@" as in args
     };
     const Case cases[] = {
         {nullptr, {"process", "@none.wav", "@out.wav"}, "input file not found: \""},
@@ -37,6 +37,13 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
         {nullptr, {"process", "@in.wav", "@out.wav", "--fir-impulse", "@none.wav"}, "cannot read FIR impulse"},
         {nullptr, {"process", "@in.wav", "@no/such/folder/out.wav"}, "cannot write output"},
         {nullptr, {"process", "@in.wav", "@out.mp9"}, "cannot tell the output format from"},
+        {nullptr, {"state", "--preset", "@"}, "cannot read preset \"@\": it is a folder, not a file"},
+        {nullptr, {"state", "--fir-impulse", "@"},
+         "cannot read FIR impulse \"@\": it is a folder, not a file"},
+        {nullptr, {"state", "--headphone-impulse", "@"},
+         "cannot read headphone impulse \"@\": it is a folder, not a file"},
+        {nullptr, {"state", "--preset", "/dev/zero"},
+         "cannot read preset \"/dev/zero\": larger than 16 MiB"},
     };
     const AudioData tone{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, std::vector<double>(4000, 1000.0)};
     for (const Case& c : cases) {
@@ -51,10 +58,14 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
         for (const std::string& arg : c.args)
             args.push_back(arg[0] == '@' ? dir.Path(arg.substr(1)) : arg);
 
+        std::string message = c.message;
+        if (const size_t at = message.find('@'); at != std::string::npos)
+            message.replace(at, 1, dir.Path(""));
+
         const RunResult run = RunLxfx(args);
         EXPECT_EQ(run.exitStatus, 2);
         EXPECT_EQ(SplitLines(run.err).size(), 1u) << run.err;
-        EXPECT_NE(run.err.find(c.message), std::string::npos) << run.err;
+        EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
         EXPECT_EQ(run.out, "");
         EXPECT_EQ(ReadText(dir.Path("out.wav")), "the previous render");
         EXPECT_EQ(dir.FileCount(), filesBefore);
