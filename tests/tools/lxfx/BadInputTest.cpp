@@ -70,6 +70,14 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
          "index 99999999999999999999 is outside the table"},
         {nullptr, {"state", "--set", "graphEQ.on.x=1"},
          "unknown key \"graphEQ.on.x\" (\"graphEQ.on\" is a single value)"},
+        {nullptr, {"process", "@in.wav", "@out.wav", "--chunk-bytes", "4294967295"},
+         "--chunk-bytes: expected a whole number from 1 to 16777216, got \"4294967295\""},
+        {nullptr, {"demo", "--out", "@out.wav", "--chunk-bytes", "0"},
+         "--chunk-bytes: expected a whole number from 1 to 16777216, got \"0\""},
+        {nullptr, {"process", "@in.wav", "@out.wav", "--buffer-bytes", "4294967296"},
+         "--buffer-bytes: expected a whole number from 0 to 4294967295, got \"4294967296\""},
+        {nullptr, {"state", "--channels", "-1"},
+         "--channels: expected a whole number from 0 to 4294967295, got \"-1\""},
     };
     const AudioData tone{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, std::vector<double>(4000, 1000.0)};
     for (const Case& c : cases) {
