@@ -78,6 +78,8 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
          "--buffer-bytes: expected a whole number from 0 to 4294967295, got \"4294967296\""},
         {nullptr, {"state", "--channels", "-1"},
          "--channels: expected a whole number from 0 to 4294967295, got \"-1\""},
+        {nullptr, {"demo", "--out", "@out.wav", "--dry", "@./out.wav"},
+         "--dry and --out name the same file"},
     };
     const AudioData tone{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, std::vector<double>(4000, 1000.0)};
     for (const Case& c : cases) {
