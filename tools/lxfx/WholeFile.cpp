@@ -13,7 +13,8 @@ namespace lxfx {
 
 std::vector<char> ReadWholeFile(const std::string& path, const std::string& what, uint64_t maxBytes)
 {
-    const std::string name = "cannot read " + what + " \"" + path + "\": ";
+    // An impulse's name may come from a preset, at any length.
+    const std::string name = "cannot read " + what + " \"" + Clipped(path, 160) + "\": ";
     const int descriptor = open(path.c_str(), O_RDONLY);
     if (descriptor < 0)
         throw ToolError(name + std::strerror(errno));

@@ -22,6 +22,7 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
     for (int i = 1; i < 1000000; ++i)
         longList += ",1";
     longList += "]}";
+    const std::string longName = R"({"fir": {"impulse": ")" + std::string(100000, 'x') + "\"}}";
     const std::string deepValue = "graphEQ.gains=" + std::string(10000, '[') + std::string(10000, ']');
     const Case cases[] = {
         {nullptr, {"process", "@none.wav", "@out.wav"}, "input file not found: \""},
@@ -64,6 +65,7 @@ TEST(LxfxBadInput, ExitsWithStatusTwoAndOneLineAndLeavesNoFile)
         {R"({"reverb": {"rvb": {"DecayTime": 1e400}}})", {"state", "--preset", "@p.json"},
          "p.json: the number 1e400 is out of range"},
         {nullptr, {"state", "--set", "reverb.rvb.Quality=-1e400"}, "the number -1e400 is out of range"},
+        {longName.c_str(), {"state", "--preset", "@p.json"}, "xxxxxxxx...\": File name too long"},
         {"", {"state", "--preset", "@p.json"}, "p.json: the file is empty"},
         {"3", {"state", "--preset", "@p.json"}, "p.json: a preset expects an object, got 3"},
         {nullptr, {"state", "--set", "graphEQ.gains[99999999999999999999]=1"},
