@@ -1,7 +1,10 @@
 #include "CommandLine.h"
 
+#include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
@@ -11,6 +14,30 @@
 namespace lxfx {
 
 namespace {
+
+// One Push carries a few kilobytes in a player. 16 MiB is over a minute of
+// 16-bit stereo at 48 kHz, and the host loop holds two chunks of it.
+constexpr uint64_t kMaxChunkBytes = uint64_t(16) << 20;
+
+// A whole number from minValue to maxValue. The check runs before CLI11
+// converts the text, so that a value out of the option's type is reported
+// the same way as one out of the range.
+CLI::Validator WholeNumber(uint64_t minValue, uint64_t maxValue)
+{
+    const std::string low = std::to_string(minValue), high = std::to_string(maxValue);
+    return CLI::Validator(
+        [=](std::string& text) {
+            uint64_t value = 0;
+            const char* end = text.data() + text.size();
+            const auto parsed = std::from_chars(text.data(), end, value);
+            if (parsed.ec != std::errc() || parsed.ptr != end || value < minValue ||
+                value > maxValue)
+                return "expected a whole number from " + low + " to " + high + ", got \"" +
+                       Clipped(text) + "\"";
+            return std::string();
+        },
+        "[" + low + ", " + high + "]");
+}
 
 void AddSettingsOptions(CLI::App& command, SettingsOptions& settings)
 {
@@ -41,11 +68,11 @@ int RunCommandLine(int argc, char** argv)
     AddSettingsOptions(*processCommand, process.settings);
     processCommand->add_option("--chunk-bytes", process.chunkBytes,
                                "bytes per Push, cut to whole frames (default 4096)")
-        ->check(CLI::PositiveNumber);
+        ->check(WholeNumber(1, kMaxChunkBytes));
     processCommand->add_option("--buffer-bytes", process.bufferBytes,
                                "host buffer size given to Init, 0 for no preference "
                                "(default: the chunk size)")
-        ->check(CLI::NonNegativeNumber);
+        ->check(WholeNumber(0, UINT32_MAX));
     processCommand->add_flag("--log", process.log, "print the library's log lines to stderr");
     processCommand->add_flag("--quiet", process.quiet, "no progress bar");
 
@@ -53,8 +80,10 @@ int RunCommandLine(int argc, char** argv)
     CLI::App* stateCommand =
         app.add_subcommand("state", "initialise a front end and print its state dump");
     AddSettingsOptions(*stateCommand, state.settings);
-    stateCommand->add_option("--rate", state.sampleRate, "sample rate in Hz (default 44100)");
-    stateCommand->add_option("--channels", state.channels, "channel count (default 2)");
+    stateCommand->add_option("--rate", state.sampleRate, "sample rate in Hz (default 44100)")
+        ->check(WholeNumber(0, UINT32_MAX));
+    stateCommand->add_option("--channels", state.channels, "channel count (default 2)")
+        ->check(WholeNumber(0, UINT32_MAX));
     stateCommand->add_flag("--log", state.log, "print the library's log lines to stderr");
 
     PresetOptions preset;
@@ -69,7 +98,7 @@ int RunCommandLine(int argc, char** argv)
     demoCommand->add_option("--dry", demo.dryFile, "also write the untreated signal here");
     AddSettingsOptions(*demoCommand, demo.settings);
     demoCommand->add_option("--chunk-bytes", demo.chunkBytes, "bytes per Push (default 4096)")
-        ->check(CLI::PositiveNumber);
+        ->check(WholeNumber(1, kMaxChunkBytes));
     demoCommand->add_flag("--log", demo.log, "print the library's log lines to stderr");
     demoCommand->add_flag("--quiet", demo.quiet, "no progress bar");
 
@@ -84,7 +113,8 @@ int RunCommandLine(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0)
             return app.exit(error);
-        std::fprintf(stderr, "lxfx: error: %s\n", error.what());
+        // CLI11 quotes the arguments it could not place, whatever their length.
+        std::fprintf(stderr, "lxfx: error: %s\n", Clipped(error.what(), 200).c_str());
         return kExitBadInput;
     }
 

@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -80,6 +81,23 @@ private:
     PcmSink* copy;
 };
 
+// Two names of one file, e.g. "out.wav" and "./out.wav".
+bool SameFile(const std::string& a, const std::string& b)
+{
+    namespace fs = std::filesystem;
+    // A name that cannot be resolved counts as different; the writers then
+    // report their own errors.
+    auto resolve = [](const std::string& name, fs::path& resolved) {
+        std::error_code error;
+        const fs::path absolute = fs::absolute(name, error);
+        if (!error)
+            resolved = fs::weakly_canonical(absolute, error);
+        return !error;
+    };
+    fs::path pathA, pathB;
+    return resolve(a, pathA) && resolve(b, pathB) && pathA == pathB;
+}
+
 }  // namespace
 
 int RunProcess(const ProcessOptions& options)
@@ -132,6 +150,9 @@ int RunPreset(const PresetOptions& options)
 
 int RunDemo(const DemoOptions& options)
 {
+    // Both writers would share one temporary file and one rename.
+    if (!options.dryFile.empty() && SameFile(options.dryFile, options.outFile))
+        throw ToolError("--dry and --out name the same file \"" + options.outFile + "\"");
     DemoSignal signal;
     const StreamFormat format = signal.Format();
     const Preset preset = BuildPreset(options.settings, ShowcasePresetJson());

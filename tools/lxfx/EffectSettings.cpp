@@ -1,12 +1,8 @@
 #include "EffectSettings.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
-#include "ToolError.h"
+#include "WholeFile.h"
 
 namespace lxfx {
 
@@ -14,13 +10,13 @@ namespace {
 
 using audiofx::AudioEffects;
 
+// An impulse is a WAV file of a few seconds at most; 256 MiB is minutes of
+// many-channel float audio.
+constexpr uint64_t kMaxImpulseBytes = uint64_t(256) << 20;
+
 std::vector<char> ReadImpulseFile(const std::string& path, const char* what)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw ToolError(std::string("cannot read ") + what + " impulse \"" + path +
-                        "\": " + std::strerror(errno));
-    return std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return ReadWholeFile(path, std::string(what) + " impulse", kMaxImpulseBytes);
 }
 
 struct SettingGroup {

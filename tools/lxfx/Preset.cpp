@@ -2,26 +2,30 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstring>
 #include <charconv>
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <map>
-#include <sstream>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
 #include "PresetSchema.h"
 #include "ToolError.h"
+#include "WholeFile.h"
 
 namespace lxfx {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+// A preset is four levels deep at most; 64 is far beyond any real one. Deeper text
+// is refused before parsing, since printing such a value in a message would
+// recurse once per level.
+constexpr size_t kMaxNesting = 64;
+// A complete preset is a few kilobytes.
+constexpr uint64_t kMaxPresetBytes = uint64_t(16) << 20;
 
 struct Leaf {
     const PresetField* field;
@@ -121,20 +125,102 @@ std::string NearestKey(const std::string& parent, const std::string& key)
 [[noreturn]] void UnknownKey(const std::string& source, const std::string& parent,
                              const std::string& key)
 {
-    throw ToolError(source + ": unknown key \"" + ChildPath(parent, key) + "\" (did you mean \"" +
-                    NearestKey(parent, key) + "\"?)");
+    const std::string shown = Clipped(key);
+    const std::string nearest = NearestKey(parent, shown);
+    throw ToolError(source + ": unknown key \"" + ChildPath(parent, shown) + "\" " +
+                    (nearest.empty() ? "(\"" + parent + "\" is a single value)"
+                                     : "(did you mean \"" + nearest + "\"?)"));
 }
 
-[[noreturn]] void OutsideTable(const std::string& source, const std::string& table, size_t index)
+[[noreturn]] void OutsideTable(const std::string& source, const std::string& table,
+                               const std::string& index)
 {
     throw ToolError(source + ": \"" + table + "\" has " + std::to_string(Paths().tables.at(table)) +
                     " entries (0 to " + std::to_string(Paths().tables.at(table) - 1) +
-                    "); index " + std::to_string(index) + " is outside the table");
+                    "); index " + Clipped(index) + " is outside the table");
 }
 
+// Text that is not valid UTF-8 is shown with replacement characters.
 std::string Shown(const Json& value)
 {
-    return value.dump();
+    return Clipped(value.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
+// The byte where brackets outside strings first nest deeper than kMaxNesting,
+// or npos.
+size_t TooDeepAt(const std::string& text)
+{
+    size_t depth = 0;
+    bool inString = false, escaped = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (escaped)
+                escaped = false;
+            else if (c == '\\')
+                escaped = true;
+            else if (c == '"')
+                inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > kMaxNesting)
+                return i;
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+    return std::string::npos;
+}
+
+std::string LineAndColumn(const std::string& text, size_t byte)
+{
+    size_t line = 1, column = 1;
+    for (size_t i = 0; i < std::min(byte, text.size()); ++i) {
+        if (text[i] == '\n') {
+            ++line;
+            column = 1;
+        } else {
+            ++column;
+        }
+    }
+    return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+// The parser reports a number beyond double's range with the number's text
+// between quotes; that text is what the user wrote.
+[[noreturn]] void NumberOutOfRange(const std::string& source, const Json::out_of_range& error)
+{
+    const std::string reason = error.what();
+    const size_t open = reason.find('\'');
+    const size_t close = reason.rfind('\'');
+    if (open == std::string::npos || close <= open)
+        throw ToolError(source + ": a number is out of range");
+    throw ToolError(source + ": the number " + Clipped(reason.substr(open + 1, close - open - 1)) +
+                    " is out of range");
+}
+
+// Parses a whole preset; source names it in messages.
+Json ParsePreset(const std::string& text, const std::string& source)
+{
+    if (text.find_first_not_of(" \t\r\n") == std::string::npos)
+        throw ToolError(source + ": the file is empty; a preset is one JSON object, e.g. {}");
+    if (const size_t deep = TooDeepAt(text); deep != std::string::npos)
+        throw ToolError(source + ": nested deeper than " + std::to_string(kMaxNesting) +
+                        " levels at " + LineAndColumn(text, deep));
+    try {
+        return Json::parse(text);
+    } catch (const Json::parse_error& error) {
+        // error.byte counts from 1 and points past the byte where parsing stopped.
+        std::string reason = error.what();
+        const size_t detail = reason.find(": ", reason.find("column"));
+        reason = detail == std::string::npos ? reason : reason.substr(detail + 2);
+        throw ToolError(source + ": malformed JSON at " +
+                        LineAndColumn(text, error.byte ? error.byte - 1 : 0) + ": " +
+                        Clipped(reason, 160));
+    } catch (const Json::out_of_range& error) {
+        NumberOutOfRange(source, error);
+    }
 }
 
 // Floats travel through JSON in their shortest decimal form, so 1.2f is
@@ -165,7 +251,7 @@ public:
                 throw ToolError(source + ": \"" + path + "\" expects a list of up to " +
                                 std::to_string(table->second) + " entries, got " + Shown(value));
             if (value.size() > table->second)
-                OutsideTable(source, path, table->second);
+                OutsideTable(source, path, std::to_string(table->second));
             for (size_t i = 0; i < value.size(); ++i)
                 Read(value[i], path + "[" + std::to_string(i) + "]");
         } else {
@@ -240,12 +326,14 @@ void CheckPath(const std::string& source, const std::string& path)
                                                                 : close - pos - 1);
             if (close == std::string::npos || digits.empty() ||
                 digits.find_first_not_of("0123456789") != std::string::npos)
-                throw ToolError(source + ": \"" + path + "\" has a malformed table index");
+                throw ToolError(source + ": \"" + Clipped(path) + "\" has a malformed table index");
             if (!paths.tables.count(known))
                 throw ToolError(source + ": \"" + known + "\" is not a table");
-            const size_t index = std::stoul(digits);
-            if (index >= paths.tables.at(known))
-                OutsideTable(source, known, index);
+            size_t index = 0;
+            const char* end = digits.data() + digits.size();
+            const auto parsed = std::from_chars(digits.data(), end, index);
+            if (parsed.ec != std::errc() || index >= paths.tables.at(known))
+                OutsideTable(source, known, digits);
             known += path.substr(pos, close - pos + 1);
             pos = close + 1;
         } else {
@@ -286,55 +374,38 @@ void SetAtPath(Json& root, const std::string& path, Json value)
 
 void Preset::LoadFile(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw ToolError("cannot read preset \"" + path + "\": " + std::strerror(errno));
-    std::stringstream text;
-    text << in.rdbuf();
+    const std::vector<char> bytes = ReadWholeFile(path, "preset", kMaxPresetBytes);
     const size_t slash = path.rfind('/');
     const std::string baseDir = slash == std::string::npos ? "" : path.substr(0, slash);
-    Json document;
-    try {
-        document = Json::parse(text.str());
-    } catch (const Json::parse_error& error) {
-        // Line and column of the byte where parsing stopped.
-        const std::string content = text.str();
-        const size_t stop = std::min<size_t>(error.byte ? error.byte - 1 : 0, content.size());
-        size_t line = 1, column = 1;
-        for (size_t i = 0; i < stop; ++i) {
-            if (content[i] == '\n') {
-                ++line;
-                column = 1;
-            } else {
-                ++column;
-            }
-        }
-        std::string reason = error.what();
-        const size_t detail = reason.find(": ", reason.find("column"));
-        reason = detail == std::string::npos ? reason : reason.substr(detail + 2);
-        throw ToolError(path + ": malformed JSON at line " + std::to_string(line) + ", column " +
-                        std::to_string(column) + ": " + reason);
-    }
+    const Json document = ParsePreset(std::string(bytes.begin(), bytes.end()), path);
     PresetReader(settings, groups, path, baseDir).Read(document, "");
 }
 
 void Preset::LoadText(const std::string& text, const std::string& source)
 {
-    PresetReader(settings, groups, source, "").Read(Json::parse(text), "");
+    PresetReader(settings, groups, source, "").Read(ParsePreset(text, source), "");
 }
 
 void Preset::Set(const std::string& assignment)
 {
-    const std::string source = "--set " + assignment;
+    const std::string source = "--set " + Clipped(assignment);
     const size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0)
         throw ToolError(source + ": expected KEY=VALUE, e.g. reverb.rvb.DecayTime=2.5");
     const std::string path = assignment.substr(0, equals);
     const std::string text = assignment.substr(equals + 1);
     CheckPath(source, path);
-    Json value = Json::parse(text, nullptr, false);
-    if (value.is_discarded())
+    if (TooDeepAt(text) != std::string::npos)
+        throw ToolError(source + ": the value is nested deeper than " +
+                        std::to_string(kMaxNesting) + " levels");
+    Json value;
+    try {
+        value = Json::parse(text);
+    } catch (const Json::parse_error&) {
         value = Json(text);
+    } catch (const Json::out_of_range& error) {
+        NumberOutOfRange(source, error);
+    }
     PresetReader(settings, groups, source, "").Read(value, path);
 }
 
