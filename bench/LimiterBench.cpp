@@ -1,6 +1,7 @@
-// Peak limiter cost per stereo frame at 44.1 kHz, 2048-frame blocks of noise
-// at +6 dBFS (so the gain is always moving), in the hard-ceiling law the chain
-// uses and in the linked dB law. Each block is refilled from a source copy.
+// Peak limiter cost per frame at 44.1 kHz, 2048-frame blocks of noise at
+// +6 dBFS (so the gain is always moving): stereo in the hard-ceiling law the
+// chain uses and in the linked dB law, and mono, which the chain runs in the
+// per-channel dB law. Each block is refilled from a source copy.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -21,14 +22,15 @@ namespace {
 constexpr uint32_t kRate = 44100;
 constexpr uint32_t kFrames = 2048;
 
-void BM_LimiterStereo(benchmark::State& state)
+void BM_Limiter(benchmark::State& state)
 {
-    const bool hardCeiling = state.range(0) != 0;
+    const uint32_t channels = uint32_t(state.range(0));
+    const bool hardCeiling = state.range(1) != 0;
     IOvMemAlloc* allocator = OV::DefaultAllocator();
     auto* plugin = OV::New<OvPeakLimiterFX>(allocator);
     auto* params = OV::New<OvPeakLimiterFXParams>(allocator);
     OvEffectHost host;
-    host.InitPlugin(plugin, params, kFrames, 2, kRate, nullptr, 0);
+    host.InitPlugin(plugin, params, kFrames, channels, kRate, nullptr, 0);
     const float threshold = fxdefaults::kLimiter.Threshold, lookAhead = fxdefaults::kLimiter.Attack,
                 release = fxdefaults::kLimiter.Release;
     const uint8_t hard = hardCeiling ? 1 : 0;
@@ -37,7 +39,7 @@ void BM_LimiterStereo(benchmark::State& state)
     params->SetParam(OV_PEAKLIMITERFXPARAM_RELEASE_ID, &release, 4);
     params->SetParam(OV_PEAKLIMITERFXPARAM_HARDCEILING_ID, &hard, 1);
 
-    std::vector<float> source(2 * kFrames), block(2 * kFrames);
+    std::vector<float> source(channels * kFrames), block(channels * kFrames);
     std::mt19937 rng(1);
     std::uniform_real_distribution<float> unit(-2.0f, 2.0f);
     for (float& x : source)
@@ -50,10 +52,10 @@ void BM_LimiterStereo(benchmark::State& state)
         benchmark::DoNotOptimize(block.data());
     }
     benchcounters::ReportFrames(state, kFrames, kRate);
-    state.SetLabel(hardCeiling ? "hard ceiling" : "dB law");
+    state.SetLabel(channels == 1 ? "mono, per-channel dB law" : hardCeiling ? "stereo, hard ceiling" : "stereo, dB law");
     plugin->Shutdown(allocator);
     params->Shutdown(allocator);
 }
-BENCHMARK(BM_LimiterStereo)->Arg(1)->Arg(0);
+BENCHMARK(BM_Limiter)->Args({2, 1})->Args({2, 0})->Args({1, 1});
 
 }  // namespace

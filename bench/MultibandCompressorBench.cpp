@@ -36,9 +36,9 @@ struct Multiband {
         params->SetParam(OV_MBCFXPARAM_FOURTHORDER_ID, &order, 1);
         for (uint16_t b = 0; b < 5; ++b) {
             const float threshold = -40.0f, ratio = 3.0f, range = -20.0f;
-            params->SetParam(uint16_t(7 * b + OV_MBCFXPARAM_BAND_THRESHOLD), &threshold, 4);
-            params->SetParam(uint16_t(7 * b + OV_MBCFXPARAM_BAND_RATIO), &ratio, 4);
-            params->SetParam(uint16_t(7 * b + OV_MBCFXPARAM_BAND_RANGE), &range, 4);
+            params->SetParam(OvMultibandCompressorBandParamID(b, OV_MBCFXPARAM_BAND_THRESHOLD), &threshold, 4);
+            params->SetParam(OvMultibandCompressorBandParamID(b, OV_MBCFXPARAM_BAND_RATIO), &ratio, 4);
+            params->SetParam(OvMultibandCompressorBandParamID(b, OV_MBCFXPARAM_BAND_RANGE), &range, 4);
         }
         host.InitPlugin(fx, params, kFrames, channels, kRate, nullptr, 0);
     }

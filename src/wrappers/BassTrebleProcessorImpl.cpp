@@ -6,8 +6,12 @@
 
 namespace {
 // IDs of the bass band (band 1) and the treble band (band 3).
-constexpr uint16_t kBassGainId = 1, kBassFreqId = 2, kBassQId = 3;
-constexpr uint16_t kTrebleGainId = 11, kTrebleFreqId = 12, kTrebleQId = 13;
+constexpr uint16_t kBassGainId = OvParametricEQBandParamID(BAND1, OV_PARAMETRICEQ_FIELD_GAIN);
+constexpr uint16_t kBassFreqId = OvParametricEQBandParamID(BAND1, OV_PARAMETRICEQ_FIELD_FREQUENCY);
+constexpr uint16_t kBassQId = OvParametricEQBandParamID(BAND1, OV_PARAMETRICEQ_FIELD_Q);
+constexpr uint16_t kTrebleGainId = OvParametricEQBandParamID(BAND3, OV_PARAMETRICEQ_FIELD_GAIN);
+constexpr uint16_t kTrebleFreqId = OvParametricEQBandParamID(BAND3, OV_PARAMETRICEQ_FIELD_FREQUENCY);
+constexpr uint16_t kTrebleQId = OvParametricEQBandParamID(BAND3, OV_PARAMETRICEQ_FIELD_Q);
 }  // namespace
 
 BassTrebleProcessor* BassTrebleProcessor::Create()

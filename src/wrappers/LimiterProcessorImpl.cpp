@@ -1,22 +1,19 @@
 #include "wrappers/LimiterProcessorImpl.h"
 
-#include <cstring>
 #include <new>
 
 namespace {
 
-// Start block of the parameter object, packed little-endian: threshold 0 dB,
-// ratio 50, look-ahead 0.02 s, divisor 1, release 0.05 s, output 0 dB, then
-// hard ceiling, process LFE, channel link and infinite ratio all on.
+// Start block of the parameter object: threshold 0 dB, ratio 50, look-ahead
+// 0.02 s, divisor 1, release 0.05 s, output 0 dB, then hard ceiling, process
+// LFE, channel link and infinite ratio all on.
 struct LimiterStartBlock {
     uint8_t bytes[OvPeakLimiterFXParams::OV_PEAKLIMITERFX_BLOCK_BYTES];
 
     LimiterStartBlock()
     {
-        const float fields[6] = {0.0f, 50.0f, 0.02f, 1.0f, 0.05f, 0.0f};
-        std::memcpy(bytes, fields, sizeof fields);
-        for (size_t i = sizeof fields; i < sizeof bytes; ++i)
-            bytes[i] = 1;
+        const OvPeakLimiterFXParams::BlockValues values = {0.0f, 50.0f, 0.02f, 1.0f, 0.05f, 0.0f, 1, 1, 1, 1};
+        OvPeakLimiterFXParams::PackBlock(values, bytes);
     }
 };
 

@@ -25,10 +25,12 @@ void ParametricEQProcessorImpl::SetFilter(uint32_t index, const ParametricEQFilt
     if (index > BAND9 || !m_pParam)
         return;
     const OvParametricEQBandParams& band = m_pParam->m_Bands[index];
-    const uint16_t id = uint16_t(index * 5);
-    SendParamIfChanged(uint16_t(id + 0), params.FilterType, band.FilterType);
-    SendParamIfChanged(uint16_t(id + 1), params.Gain, band.fGain);
-    SendParamIfChanged(uint16_t(id + 2), params.Freq, band.fFrequency);
-    SendParamIfChanged(uint16_t(id + 3), params.Q, band.fQ);
-    SendParamIfChanged(uint16_t(id + 4), uint8_t(params.on ? 1 : 0), band.bOn);
+    SendParamIfChanged(OvParametricEQBandParamID(index, OV_PARAMETRICEQ_FIELD_TYPE), params.FilterType,
+                       band.FilterType);
+    SendParamIfChanged(OvParametricEQBandParamID(index, OV_PARAMETRICEQ_FIELD_GAIN), params.Gain, band.fGain);
+    SendParamIfChanged(OvParametricEQBandParamID(index, OV_PARAMETRICEQ_FIELD_FREQUENCY), params.Freq,
+                       band.fFrequency);
+    SendParamIfChanged(OvParametricEQBandParamID(index, OV_PARAMETRICEQ_FIELD_Q), params.Q, band.fQ);
+    SendParamIfChanged(OvParametricEQBandParamID(index, OV_PARAMETRICEQ_FIELD_ON), uint8_t(params.on ? 1 : 0),
+                       band.bOn);
 }

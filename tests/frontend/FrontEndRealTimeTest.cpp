@@ -170,40 +170,59 @@ TEST(FrontEndRealTime, LimiterKeepsTheLengthAndQuietAudioBitExact)
     }
 }
 
-// +6 dB in front of the limiter (the delay's dry level) on a full-scale 16-bit
-// square wave: with the limiter every sample keeps its sign and stays under
-// the ceiling; without it the conversion wraps.
+// Gain in front of the limiter on a full-scale 16-bit square wave: +6 dB of
+// the delay's dry level on stereo (hard ceiling), the loudness gain on mono
+// (per-channel dB law, whose fast log and power land near the ceiling).
+// With the limiter every sample keeps its sign and stays under the ceiling;
+// without it the conversion wraps.
 TEST(FrontEndRealTime, FullScale16BitWithGainInFrontNoLongerWraps)
 {
+    const struct {
+        const char* name;
+        uint32_t channels;
+        void (*gainInFront)(audiofx::AudioEffects*);
+    } cases[] = {
+        {"stereo, delay dry +6 dB", 2,
+         [](audiofx::AudioEffects* fx) {
+             const DelayEffectParams dry6 = {50.0f, 0.0f, 6.0f, -96.3f};
+             fx->SetDelayON(true);
+             fx->SetDelayParams(&dry6);
+         }},
+        {"mono, loudness +3 dB", 1,
+         [](audiofx::AudioEffects* fx) {
+             fx->SetLoudnessON(true);
+             fx->SetLoudnessParams(-3.0f, 1.0f);  // the target level adds 6 dB
+         }},
+    };
     const size_t frames = 44100 * 2;
-    std::vector<int16_t> input(frames * 2);
-    for (size_t i = 0; i < frames; ++i) {
-        const bool high = (i / 100) % 2 == 0;
-        input[2 * i] = high ? 32767 : -32768;
-        input[2 * i + 1] = high ? -32768 : 32767;
-    }
-    const DelayEffectParams gainInFront = {50.0f, 0.0f, 6.0f, -96.3f};
-    for (bool limiterOn : {true, false}) {
-        audiofx::AudioEffects* fx = audiofx::AudioEffects::Create();
-        fx->SetDelayON(true);
-        fx->SetDelayParams(&gainInFront);
-        fx->SetLimiterON(limiterOn);
-        ASSERT_TRUE(fx->Init(AUDIO_SAMPLEFORMAT_S16, 2, 44100, 4096));
-        const std::vector<int16_t> output = RunFrontEnd(fx, input, 2, 777);
-        fx->Destroy();
-        ASSERT_GE(output.size(), input.size());
-        size_t wrapped = 0;
-        int worst = 0;
+    for (const auto& c : cases) {
+        std::vector<int16_t> input(frames * c.channels);
         for (size_t i = 0; i < input.size(); ++i) {
-            wrapped += (output[i] < 0) != (input[i] < 0);
-            worst = std::max(worst, std::abs(int(output[i])));
+            const bool high = (i / c.channels / 100 + i % c.channels) % 2 == 0;
+            input[i] = high ? 32767 : -32768;
         }
-        if (limiterOn) {
-            EXPECT_EQ(wrapped, 0u);
-            EXPECT_LE(worst, 32736);  // 0.999039 of full scale
-            EXPECT_GE(worst, 32700);
-        } else {
-            EXPECT_GT(wrapped, frames / 2);
+        for (bool limiterOn : {true, false}) {
+            SCOPED_TRACE(testing::Message() << c.name << ", limiter " << (limiterOn ? "on" : "off"));
+            audiofx::AudioEffects* fx = audiofx::AudioEffects::Create();
+            c.gainInFront(fx);
+            fx->SetLimiterON(limiterOn);
+            ASSERT_TRUE(fx->Init(AUDIO_SAMPLEFORMAT_S16, c.channels, 44100, 4096));
+            const std::vector<int16_t> output = RunFrontEnd(fx, input, c.channels, 777);
+            fx->Destroy();
+            ASSERT_GE(output.size(), input.size());
+            size_t wrapped = 0;
+            int worst = 0;
+            for (size_t i = 0; i < input.size(); ++i) {
+                wrapped += (output[i] < 0) != (input[i] < 0);
+                worst = std::max(worst, std::abs(int(output[i])));
+            }
+            if (limiterOn) {
+                EXPECT_EQ(wrapped, 0u);
+                EXPECT_LE(worst, 32736);  // 0.999039 of full scale
+                EXPECT_GE(worst, 32700);
+            } else {
+                EXPECT_GT(wrapped, input.size() / 4);
+            }
         }
     }
 }

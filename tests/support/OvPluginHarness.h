@@ -1,5 +1,5 @@
 // Test harness for plug-in code on planar float blocks (channel c at element
-// c * maxFrames), with two test signal helpers. PlanarBlock is such a block with an OvPipelineBuffer over it,
+// c * maxFrames), with test signal helpers. PlanarBlock is such a block with an OvPipelineBuffer over it,
 // for driving DSP cores directly. OvPluginHarness runs one plug-in and its
 // parameter object through the library's own host, as a wrapper would: one
 // block in place, a whole stream cut into blocks and then drained with empty
@@ -11,6 +11,8 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <random>
+#include <utility>
 #include <vector>
 
 #include "common/AudioProcessor.h"
@@ -42,6 +44,31 @@ inline double RmsDb(const std::vector<float>& x, size_t start, size_t end)
     for (size_t i = start; i < end; ++i)
         sum += double(x[i]) * x[i];
     return 10.0 * std::log10(sum / double(end - start));
+}
+
+// Hot signals reaching +20 dBFS, seeded: single-sample spikes on quiet
+// noise, square waves, noise bursts.
+inline std::vector<std::pair<const char*, Planes>> HotSignals(uint32_t channels, size_t frames)
+{
+    std::mt19937 rng(20240611);
+    std::uniform_real_distribution<float> unit(-1.0f, 1.0f), level(0.5f, 10.0f);
+    Planes spikes(channels, std::vector<float>(frames)), square = spikes, bursts = spikes;
+    for (size_t i = 0; i < frames; ++i)
+        for (uint32_t c = 0; c < channels; ++c) {
+            spikes[c][i] = 0.05f * unit(rng);
+            const float amplitude = i < frames / 2 ? 10.0f : 0.5f + 9.5f * float(i % 20000) / 20000.0f;
+            square[c][i] = (i / (220 + 37 * c)) % 2 ? amplitude : -amplitude;
+        }
+    for (int k = 0; k < 300; ++k)
+        spikes[rng() % channels][rng() % frames] = (k % 2 ? 1.0f : -1.0f) * (k % 10 == 0 ? 10.0f : level(rng));
+    for (size_t i = 0; i < frames; i += rng() % 3000) {
+        const size_t end = std::min<size_t>(frames, i + 1 + rng() % 5000);
+        const float amplitude = level(rng);
+        for (; i < end; ++i)
+            for (uint32_t c = 0; c < channels; ++c)
+                bursts[c][i] = amplitude * unit(rng);
+    }
+    return {{"single-sample spikes", spikes}, {"square waves", square}, {"noise bursts", bursts}};
 }
 
 // The format the host describes for `channels` float channels.

@@ -9,6 +9,7 @@
 
 #include "frontend/EffectDefaults.h"
 #include "ov/OvFastMath.h"
+#include "ov/OvParamValues.h"
 #include "support/AllocationCounter.h"
 #include "support/OvPluginHarness.h"
 #include "support/RecordingAssertHook.h"
@@ -34,50 +35,34 @@ struct Limiter {
     bool ok = false;
 };
 
-// Hot test signals reaching +20 dBFS: single-sample spikes on quiet noise,
-// square waves, noise bursts.
-std::vector<std::pair<const char*, Planes>> HotSignals(uint32_t channels)
-{
-    std::mt19937 rng(20240611);
-    std::uniform_real_distribution<float> unit(-1.0f, 1.0f), level(0.5f, 10.0f);
-    const size_t frames = kRate * 3 / 2;
-    Planes spikes(channels, std::vector<float>(frames)), square = spikes, bursts = spikes;
-    for (size_t i = 0; i < frames; ++i)
-        for (uint32_t c = 0; c < channels; ++c) {
-            spikes[c][i] = 0.05f * unit(rng);
-            const float amplitude = i < frames / 2 ? 10.0f : 0.5f + 9.5f * float(i % 20000) / 20000.0f;
-            square[c][i] = (i / (220 + 37 * c)) % 2 ? amplitude : -amplitude;
-        }
-    for (int k = 0; k < 300; ++k)
-        spikes[rng() % channels][rng() % frames] = (k % 2 ? 1.0f : -1.0f) * (k % 10 == 0 ? 10.0f : level(rng));
-    for (size_t i = 0; i < frames; i += rng() % 3000) {
-        const size_t end = std::min<size_t>(frames, i + 1 + rng() % 5000);
-        const float amplitude = level(rng);
-        for (; i < end; ++i)
-            for (uint32_t c = 0; c < channels; ++c)
-                bursts[c][i] = amplitude * unit(rng);
-    }
-    return {{"single-sample spikes", spikes}, {"square waves", square}, {"noise bursts", bursts}};
-}
-
+// Mono runs the per-channel dB law, whose fast log and power can land a
+// little over the ceiling; stereo and 5.1 run the hard ceiling. An output
+// gain scales the ceiling.
 TEST(LimiterProcessor, NothingLeavesAboveTheCeilingForInputsUpToPlus20Dbfs)
 {
     const float ceiling = OV::FastPow10FromDb(fxdefaults::kLimiter.Threshold);
+    LimiterEffectParams louder = fxdefaults::kLimiter;
+    louder.OutputGain = 3.0f;
     std::mt19937 rng(7);
     testsupport::RecordingAssertHook asserts;
-    for (uint32_t channels : {2u, 6u}) {
-        for (const auto& [name, input] : HotSignals(channels)) {
-            Limiter limiter(channels);
-            ASSERT_TRUE(limiter.ok);
-            const Planes output = testsupport::RunProcessor(limiter.impl, channels, kMaxFrames, input,
-                                                            [&](size_t) { return 1 + rng() % kMaxFrames; });
-            ASSERT_EQ(output[0].size(), input[0].size()) << name;
-            float worst = 0.0f;
-            for (const auto& ch : output)
-                for (float y : ch)
-                    worst = std::max(worst, std::fabs(y));
-            EXPECT_LE(worst, ceiling) << name << ", " << channels << " channels";
-            EXPECT_GT(worst, 0.9f * ceiling) << name;  // it limits, it does not mute
+    for (const LimiterEffectParams& params : {fxdefaults::kLimiter, louder}) {
+        const float outputCeiling = ceiling * OV::DbToLinear(params.OutputGain);
+        for (uint32_t channels : {1u, 2u, 6u}) {
+            for (const auto& [name, input] : testsupport::HotSignals(channels, kRate * 3 / 2)) {
+                SCOPED_TRACE(testing::Message() << name << ", " << channels << " channels, output gain "
+                                                << params.OutputGain << " dB");
+                Limiter limiter(channels, params);
+                ASSERT_TRUE(limiter.ok);
+                const Planes output = testsupport::RunProcessor(limiter.impl, channels, kMaxFrames, input,
+                                                                [&](size_t) { return 1 + rng() % kMaxFrames; });
+                ASSERT_EQ(output[0].size(), input[0].size());
+                float worst = 0.0f;
+                for (const auto& ch : output)
+                    for (float y : ch)
+                        worst = std::max(worst, std::fabs(y));
+                EXPECT_LE(worst, outputCeiling);
+                EXPECT_GT(worst, 0.9f * outputCeiling);  // it limits, it does not mute
+            }
         }
     }
     EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
@@ -87,18 +72,21 @@ TEST(LimiterProcessor, BelowTheCeilingPassesBitExactlyAndStreamsKeepTheirLength)
 {
     const uint32_t lookAhead = uint32_t(fxdefaults::kLimiter.Attack * kRate);  // 1764
     std::mt19937 rng(99);
-    std::uniform_real_distribution<float> unit(-0.95f, 0.95f);
-    for (uint32_t channels : {2u, 6u}) {
+    std::uniform_real_distribution<float> unit(-0.999f, 0.999f);
+    for (uint32_t channels : {1u, 2u, 6u}) {
         for (size_t frames : {size_t(1), size_t(100), size_t(lookAhead - 1), size_t(lookAhead),
                               size_t(lookAhead + 1), size_t(5000), size_t(kRate)}) {
-            Planes input(channels, std::vector<float>(frames));
-            for (auto& ch : input)
-                for (float& x : ch)
-                    x = unit(rng);
+            Planes input(channels, std::vector<float>(frames)), expected = input;
+            for (uint32_t c = 0; c < channels; ++c)
+                for (size_t i = 0; i < frames; ++i) {
+                    input[c][i] = unit(rng);
+                    // Mono runs the dB law, which scales by 10^0 the fast way: 0.999039.
+                    expected[c][i] = channels == 1 ? input[c][i] * OV::FastPow10(0.0f) : input[c][i];
+                }
             Limiter limiter(channels);
             const Planes output = testsupport::RunProcessor(limiter.impl, channels, kMaxFrames, input,
                                                             [&](size_t) { return 1 + rng() % kMaxFrames; });
-            EXPECT_EQ(output, input) << frames << " frames, " << channels << " channels";
+            EXPECT_EQ(output, expected) << frames << " frames, " << channels << " channels";
         }
     }
 }

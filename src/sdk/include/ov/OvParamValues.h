@@ -1,10 +1,14 @@
-// Values as parameter objects read them: little-endian fields of a packed
-// block or a SetParam buffer, at any alignment (every target of this library
-// is little-endian), and gains given in dB.
+// Values as parameter objects read and write them: little-endian fields of a
+// packed block or a SetParam buffer, at any alignment (every target of this
+// library is little-endian), gains given in dB, and the check at the end of
+// every SetAllParams.
 #pragma once
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+
+#include "ov/OvAssert.h"
 
 namespace OV {
 
@@ -17,6 +21,13 @@ inline T ReadLE(const void* in_pBytes)
     return value;
 }
 
+// Stores in_value at out_pBytes.
+template <class T>
+inline void WriteLE(void* out_pBytes, T in_value)
+{
+    std::memcpy(out_pBytes, &in_value, sizeof(T));
+}
+
 // Linear gain of a level in dB.
 inline float DbToLinear(float in_fDb)
 {
@@ -24,3 +35,10 @@ inline float DbToLinear(float in_fDb)
 }
 
 }  // namespace OV
+
+// The end of every SetAllParams: a block longer than the fields it read is
+// reported, in the frame's words, though its fields stand. Short blocks are
+// refused before anything is read, so only a surplus can get here. A macro,
+// so that the report names the plug-in's file and line.
+#define OV_CHECK_BLOCK_END(in_uBlockSize, in_uBytesRead) \
+    OV_ASSERT_TEXT((in_uBlockSize) == (in_uBytesRead), "in_ulBlockSize == 0 || eResult != OV_Success")

@@ -49,17 +49,30 @@ OvResult OvCompressorFXParams::SetAllParams(const void* in_pParamsBlock, uint32_
     if (!in_pParamsBlock || in_uBlockSize < OV_COMPRESSORFXPARAM_BLOCK_BYTES)
         return OV_BadParameter;
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
-    m_Params.fPreGain = OV::DbToLinear(OV::ReadLE<float>(p + 0));
-    m_Params.fThreshold = OV::ReadLE<float>(p + 4);
-    m_Params.fRatio = OV::ReadLE<float>(p + 8);
-    m_Params.fAttack = OV::ReadLE<float>(p + 12);
-    m_Params.fRelease = OV::ReadLE<float>(p + 16);
-    m_Params.fRange = OV::ReadLE<float>(p + 20);
-    m_Params.fPostGain = OV::DbToLinear(OV::ReadLE<float>(p + 24));
-    m_Params.bProcessLFE = p[28] != 0;
-    m_Params.bChannelLink = p[29] != 0;
-    const uint32_t uLeft = in_uBlockSize - OV_COMPRESSORFXPARAM_BLOCK_BYTES;
-    OV_ASSERT_TEXT(uLeft == 0, "in_ulBlockSize == 0 || eResult != OV_Success");
+    m_Params.fPreGain = OV::DbToLinear(OV::ReadLE<float>(p + OV_COMPRESSORFXPARAM_OFFSET_PREGAIN));
+    m_Params.fThreshold = OV::ReadLE<float>(p + OV_COMPRESSORFXPARAM_OFFSET_THRESHOLD);
+    m_Params.fRatio = OV::ReadLE<float>(p + OV_COMPRESSORFXPARAM_OFFSET_RATIO);
+    m_Params.fAttack = OV::ReadLE<float>(p + OV_COMPRESSORFXPARAM_OFFSET_ATTACK);
+    m_Params.fRelease = OV::ReadLE<float>(p + OV_COMPRESSORFXPARAM_OFFSET_RELEASE);
+    m_Params.fRange = OV::ReadLE<float>(p + OV_COMPRESSORFXPARAM_OFFSET_RANGE);
+    m_Params.fPostGain = OV::DbToLinear(OV::ReadLE<float>(p + OV_COMPRESSORFXPARAM_OFFSET_POSTGAIN));
+    m_Params.bProcessLFE = p[OV_COMPRESSORFXPARAM_OFFSET_PROCESSLFE] != 0;
+    m_Params.bChannelLink = p[OV_COMPRESSORFXPARAM_OFFSET_CHANNELLINK] != 0;
+    OV_CHECK_BLOCK_END(in_uBlockSize, OV_COMPRESSORFXPARAM_BLOCK_BYTES);
     m_ParamChangeHandler.MarkAllChanged();
     return OV_Success;
+}
+
+uint32_t OvCompressorFXParams::PackBlock(const BlockValues& in_values, uint8_t* out_pBlock)
+{
+    OV::WriteLE(out_pBlock + OV_COMPRESSORFXPARAM_OFFSET_PREGAIN, in_values.fPreGainDb);
+    OV::WriteLE(out_pBlock + OV_COMPRESSORFXPARAM_OFFSET_THRESHOLD, in_values.fThreshold);
+    OV::WriteLE(out_pBlock + OV_COMPRESSORFXPARAM_OFFSET_RATIO, in_values.fRatio);
+    OV::WriteLE(out_pBlock + OV_COMPRESSORFXPARAM_OFFSET_ATTACK, in_values.fAttack);
+    OV::WriteLE(out_pBlock + OV_COMPRESSORFXPARAM_OFFSET_RELEASE, in_values.fRelease);
+    OV::WriteLE(out_pBlock + OV_COMPRESSORFXPARAM_OFFSET_RANGE, in_values.fRange);
+    OV::WriteLE(out_pBlock + OV_COMPRESSORFXPARAM_OFFSET_POSTGAIN, in_values.fPostGainDb);
+    out_pBlock[OV_COMPRESSORFXPARAM_OFFSET_PROCESSLFE] = in_values.bProcessLFE;
+    out_pBlock[OV_COMPRESSORFXPARAM_OFFSET_CHANNELLINK] = in_values.bChannelLink;
+    return OV_COMPRESSORFXPARAM_BLOCK_BYTES;
 }

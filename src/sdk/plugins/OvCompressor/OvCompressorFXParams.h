@@ -22,7 +22,18 @@ enum OvCompressorFXParamID : uint16_t {
 };
 
 constexpr uint32_t OV_COMPRESSORFXPARAM_NUM = 9;
-// Size of the packed block SetAllParams reads.
+
+// The packed block, seven little-endian floats then two bytes: where each
+// field sits.
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_PREGAIN = 0;  // dB
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_THRESHOLD = 4;
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_RATIO = 8;
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_ATTACK = 12;
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_RELEASE = 16;
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_RANGE = 20;
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_POSTGAIN = 24;  // dB
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_PROCESSLFE = 28;
+constexpr uint32_t OV_COMPRESSORFXPARAM_OFFSET_CHANNELLINK = 29;
 constexpr uint32_t OV_COMPRESSORFXPARAM_BLOCK_BYTES = 30;
 
 struct OvCompressorFXParamStruct {
@@ -42,9 +53,24 @@ public:
     OvCompressorFXParams() = default;
     OvCompressorFXParams(const OvCompressorFXParams&) = default;
 
+    // The block's fields as it holds them, in its order: gains in dB.
+    struct BlockValues {
+        float fPreGainDb;
+        float fThreshold;  // dB
+        float fRatio;
+        float fAttack;   // s
+        float fRelease;  // s
+        float fRange;    // dB
+        float fPostGainDb;
+        uint8_t bProcessLFE;
+        uint8_t bChannelLink;
+    };
+    // Writes the OV_COMPRESSORFXPARAM_BLOCK_BYTES of a block; returns that count.
+    static uint32_t PackBlock(const BlockValues& in_values, uint8_t* out_pBlock);
+
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    // Block: pre gain dB, threshold, ratio, attack, release, range, post gain
-    // dB (f32 each), then bProcessLFE and bChannelLink (u8), little-endian.
+    // A block shorter than OV_COMPRESSORFXPARAM_BLOCK_BYTES is refused and
+    // changes nothing.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
     void MarkAllChanged() { m_ParamChangeHandler.MarkAllChanged(); }
 

@@ -41,14 +41,20 @@ OvResult OvDelayFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t in_
     const uint8_t* pBytes = static_cast<const uint8_t*>(in_pParamsBlock);
     // The first value goes through the dB conversion although SetParam takes
     // milliseconds; intended.
-    fDelayTime = OV::DbToLinear(OV::ReadLE<float>(pBytes));
-    fFeedback = OV::ReadLE<float>(pBytes + 4);
-    fDryLevel = OV::DbToLinear(OV::ReadLE<float>(pBytes + 8));
-    fWetLevel = OV::DbToLinear(OV::ReadLE<float>(pBytes + 12));
-    const OvResult eResult = OV_Success;
-    // Bytes left over mean the block does not fit this parameter set.
-    const uint32_t uBytesLeft = in_uBlockSize - OV_DELAYFX_BLOCK_BYTES;
-    OV_ASSERT_TEXT(uBytesLeft == 0 || eResult != OV_Success, "in_ulBlockSize == 0 || eResult != OV_Success");
+    fDelayTime = OV::DbToLinear(OV::ReadLE<float>(pBytes + OV_DELAYFX_OFFSET_DELAYTIME));
+    fFeedback = OV::ReadLE<float>(pBytes + OV_DELAYFX_OFFSET_FEEDBACK);
+    fDryLevel = OV::DbToLinear(OV::ReadLE<float>(pBytes + OV_DELAYFX_OFFSET_DRYLEVEL));
+    fWetLevel = OV::DbToLinear(OV::ReadLE<float>(pBytes + OV_DELAYFX_OFFSET_WETLEVEL));
+    OV_CHECK_BLOCK_END(in_uBlockSize, OV_DELAYFX_BLOCK_BYTES);
     m_paramChangeHandler.MarkAllChanged();
-    return eResult;
+    return OV_Success;
+}
+
+uint32_t OvDelayFXParams::PackBlock(const BlockValues& in_values, uint8_t* out_pBlock)
+{
+    OV::WriteLE(out_pBlock + OV_DELAYFX_OFFSET_DELAYTIME, in_values.fDelayTime);
+    OV::WriteLE(out_pBlock + OV_DELAYFX_OFFSET_FEEDBACK, in_values.fFeedback);
+    OV::WriteLE(out_pBlock + OV_DELAYFX_OFFSET_DRYLEVEL, in_values.fDryLevelDb);
+    OV::WriteLE(out_pBlock + OV_DELAYFX_OFFSET_WETLEVEL, in_values.fWetLevelDb);
+    return OV_DELAYFX_BLOCK_BYTES;
 }

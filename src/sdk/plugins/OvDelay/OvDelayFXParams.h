@@ -18,10 +18,28 @@ enum OvDelayFXParamID : uint16_t {
 class OvDelayFXParams final : public OvEffectParamsBase<OvDelayFXParams> {
 public:
     static constexpr uint32_t OV_DELAYFX_NUM_PARAMS = 5;
-    // Bytes of a SetAllParams block: four little-endian floats.
+
+    // The packed block, four little-endian floats: where each field sits.
+    static constexpr uint32_t OV_DELAYFX_OFFSET_DELAYTIME = 0;
+    static constexpr uint32_t OV_DELAYFX_OFFSET_FEEDBACK = 4;
+    static constexpr uint32_t OV_DELAYFX_OFFSET_DRYLEVEL = 8;
+    static constexpr uint32_t OV_DELAYFX_OFFSET_WETLEVEL = 12;
     static constexpr uint32_t OV_DELAYFX_BLOCK_BYTES = 16;
 
+    // The block's fields as it holds them. The first goes through the dB
+    // conversion on its way into fDelayTime, unlike SetParam's milliseconds;
+    // intended.
+    struct BlockValues {
+        float fDelayTime;
+        float fFeedback;
+        float fDryLevelDb;
+        float fWetLevelDb;
+    };
+    // Writes the OV_DELAYFX_BLOCK_BYTES of a block; returns that count.
+    static uint32_t PackBlock(const BlockValues& in_values, uint8_t* out_pBlock);
+
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
+    // A block shorter than OV_DELAYFX_BLOCK_BYTES is refused and changes nothing.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
     void MarkAllChanged() { m_paramChangeHandler.MarkAllChanged(); }
 

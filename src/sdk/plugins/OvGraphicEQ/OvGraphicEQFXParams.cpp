@@ -32,24 +32,39 @@ OvResult OvGraphicEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue, u
 
 OvResult OvGraphicEQFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize)
 {
-    constexpr uint32_t kHeaderBytes = 5 * 4 + 1 + 4;
-    if (in_pParamsBlock == nullptr || in_uBlockSize < kHeaderBytes)
+    if (in_pParamsBlock == nullptr || in_uBlockSize < OV_GRAPHICEQ_BLOCK_HEADER_BYTES)
         return OV_BadParameter;
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
-    const uint32_t uNumBands = OV::ReadLE<uint32_t>(p + 21);
+    const uint32_t uNumBands = OV::ReadLE<uint32_t>(p + OV_GRAPHICEQ_OFFSET_NUMBANDS);
     const uint32_t uGainsRead = std::min(uNumBands, OV_GRAPHICEQ_MAX_BANDS);
-    if (in_uBlockSize < kHeaderBytes + 4 * uGainsRead)
+    const uint32_t uBlockBytes = OvGraphicEQBlockBytes(uNumBands);
+    if (in_uBlockSize < uBlockBytes)
         return OV_BadParameter;
-    m_Params.fStartFrequency = OV::ReadLE<float>(p);
-    m_Params.fBandwidth = OV::ReadLE<float>(p + 4);
-    m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p + 8));
-    m_Params.fLowShelfQ = OV::ReadLE<float>(p + 12);
-    m_Params.fHighShelfQ = OV::ReadLE<float>(p + 16);
-    m_Params.bShelves = p[20];
+    m_Params.fStartFrequency = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_STARTFREQUENCY);
+    m_Params.fBandwidth = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_BANDWIDTH);
+    m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_OUTPUTGAIN));
+    m_Params.fLowShelfQ = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_LOWSHELFQ);
+    m_Params.fHighShelfQ = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_HIGHSHELFQ);
+    m_Params.bShelves = p[OV_GRAPHICEQ_OFFSET_SHELVES];
     m_Params.uNumBands = uNumBands;
     for (uint32_t i = 0; i < uGainsRead; ++i)
-        m_Params.fBandGain[i] = OV::ReadLE<float>(p + kHeaderBytes + 4 * i);
+        m_Params.fBandGain[i] = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_BANDGAIN0 + 4 * i);
     m_ParamChangeHandler.MarkAllChanged();
-    OV_ASSERT_TEXT(in_uBlockSize == kHeaderBytes + 4 * uGainsRead, "in_ulBlockSize == 0 || eResult != OV_Success");
+    OV_CHECK_BLOCK_END(in_uBlockSize, uBlockBytes);
     return OV_Success;
+}
+
+uint32_t OvGraphicEQFXParams::PackBlock(const BlockValues& in_values, uint8_t* out_pBlock)
+{
+    OV::WriteLE(out_pBlock + OV_GRAPHICEQ_OFFSET_STARTFREQUENCY, in_values.fStartFrequency);
+    OV::WriteLE(out_pBlock + OV_GRAPHICEQ_OFFSET_BANDWIDTH, in_values.fBandwidth);
+    OV::WriteLE(out_pBlock + OV_GRAPHICEQ_OFFSET_OUTPUTGAIN, in_values.fOutputGainDb);
+    OV::WriteLE(out_pBlock + OV_GRAPHICEQ_OFFSET_LOWSHELFQ, in_values.fLowShelfQ);
+    OV::WriteLE(out_pBlock + OV_GRAPHICEQ_OFFSET_HIGHSHELFQ, in_values.fHighShelfQ);
+    out_pBlock[OV_GRAPHICEQ_OFFSET_SHELVES] = in_values.bShelves;
+    OV::WriteLE(out_pBlock + OV_GRAPHICEQ_OFFSET_NUMBANDS, in_values.uNumBands);
+    const uint32_t uGains = std::min(in_values.uNumBands, OV_GRAPHICEQ_MAX_BANDS);
+    for (uint32_t i = 0; i < uGains; ++i)
+        OV::WriteLE(out_pBlock + OV_GRAPHICEQ_OFFSET_BANDGAIN0 + 4 * i, in_values.fBandGain[i]);
+    return OvGraphicEQBlockBytes(in_values.uNumBands);
 }

@@ -3,7 +3,7 @@
 // 3 low shelf Q, 4 high shelf Q, 5 band count (3 to 30), 6 + i gain of band i
 // (dB), 36 shelves on. Values are stored unclamped. Packed block: f32 start,
 // f32 bandwidth, f32 output gain dB, f32 low Q, f32 high Q, u8 shelves,
-// u32 band count, then that many f32 gains.
+// u32 band count, then that many f32 gains (the offsets below).
 #pragma once
 
 #include <cstdint>
@@ -24,6 +24,25 @@ enum OvGraphicEQParamID : uint16_t {
     OV_GRAPHICEQ_ID_SHELVES = 36,
 };
 
+// The packed block, little-endian: where each field sits. The band count's
+// gains follow the header; at most OV_GRAPHICEQ_MAX_BANDS of them are read.
+constexpr uint32_t OV_GRAPHICEQ_OFFSET_STARTFREQUENCY = 0;
+constexpr uint32_t OV_GRAPHICEQ_OFFSET_BANDWIDTH = 4;
+constexpr uint32_t OV_GRAPHICEQ_OFFSET_OUTPUTGAIN = 8;  // dB
+constexpr uint32_t OV_GRAPHICEQ_OFFSET_LOWSHELFQ = 12;
+constexpr uint32_t OV_GRAPHICEQ_OFFSET_HIGHSHELFQ = 16;
+constexpr uint32_t OV_GRAPHICEQ_OFFSET_SHELVES = 20;   // u8
+constexpr uint32_t OV_GRAPHICEQ_OFFSET_NUMBANDS = 21;  // u32
+constexpr uint32_t OV_GRAPHICEQ_OFFSET_BANDGAIN0 = 25;
+constexpr uint32_t OV_GRAPHICEQ_BLOCK_HEADER_BYTES = OV_GRAPHICEQ_OFFSET_BANDGAIN0;
+
+// Bytes of a block with in_uNumBands gains, as SetAllParams reads it.
+constexpr uint32_t OvGraphicEQBlockBytes(uint32_t in_uNumBands)
+{
+    return OV_GRAPHICEQ_BLOCK_HEADER_BYTES +
+           4 * (in_uNumBands < OV_GRAPHICEQ_MAX_BANDS ? in_uNumBands : OV_GRAPHICEQ_MAX_BANDS);
+}
+
 // The values the effect reads once per block.
 struct OvGraphicEQFXParamsBlock {
     float fStartFrequency = 31.25f;  // Hz
@@ -38,6 +57,21 @@ struct OvGraphicEQFXParamsBlock {
 
 class OvGraphicEQFXParams final : public OvEffectParamsBase<OvGraphicEQFXParams> {
 public:
+    // The block's fields as it holds them, in its order.
+    struct BlockValues {
+        float fStartFrequency;  // Hz
+        float fBandwidth;       // octaves
+        float fOutputGainDb;
+        float fLowShelfQ;
+        float fHighShelfQ;
+        uint8_t bShelves;
+        uint32_t uNumBands;
+        float fBandGain[OV_GRAPHICEQ_MAX_BANDS];  // dB; the first uNumBands are written
+    };
+    // Writes the OvGraphicEQBlockBytes(in_values.uNumBands) bytes of a block;
+    // returns that count.
+    static uint32_t PackBlock(const BlockValues& in_values, uint8_t* out_pBlock);
+
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
     // A block too short for its own band count is refused and changes nothing;
     // gains beyond the 30th are not read.

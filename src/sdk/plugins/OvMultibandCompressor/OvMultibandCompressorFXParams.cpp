@@ -71,17 +71,32 @@ OvResult OvMultibandCompressorFXParams::SetAllParams(const void* in_pParamsBlock
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
     for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b)
         for (uint32_t k = 0; k < OV_MBCFXPARAM_BAND_STRIDE; ++k)
-            SetBandField(m_Params.band[b], k, OV::ReadLE<float>(p + 28 * b + 4 * k));
+            SetBandField(m_Params.band[b], k, OV::ReadLE<float>(p + OV_MBCFXPARAM_OFFSET_BAND_STRIDE * b + 4 * k));
     for (uint32_t e = 0; e < OV_MULTIBANDCOMPRESSOR_NUM_EDGES; ++e)
-        m_Params.fCrossover[e] = OV::ReadLE<float>(p + 140 + 4 * e);
-    m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p + 156));
-    m_Params.bProcessLFE = p[160] != 0;
-    m_Params.bChannelLink = p[161] != 0;
-    m_Params.bFourthOrderCrossover = p[162] != 0;
-    m_Params.uNumBands = OV::ReadLE<uint32_t>(p + 163);
-    m_Params.fInputGain = OV::DbToLinear(OV::ReadLE<float>(p + 167));
-    const uint32_t uLeft = in_uBlockSize - OV_MBCFXPARAM_BLOCK_BYTES;
-    OV_ASSERT_TEXT(uLeft == 0, "in_ulBlockSize == 0 || eResult != OV_Success");
+        m_Params.fCrossover[e] = OV::ReadLE<float>(p + OV_MBCFXPARAM_OFFSET_CROSSOVER0 + 4 * e);
+    m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p + OV_MBCFXPARAM_OFFSET_OUTPUTGAIN));
+    m_Params.bProcessLFE = p[OV_MBCFXPARAM_OFFSET_PROCESSLFE] != 0;
+    m_Params.bChannelLink = p[OV_MBCFXPARAM_OFFSET_CHANNELLINK] != 0;
+    m_Params.bFourthOrderCrossover = p[OV_MBCFXPARAM_OFFSET_FOURTHORDER] != 0;
+    m_Params.uNumBands = OV::ReadLE<uint32_t>(p + OV_MBCFXPARAM_OFFSET_NUMBANDS);
+    m_Params.fInputGain = OV::DbToLinear(OV::ReadLE<float>(p + OV_MBCFXPARAM_OFFSET_INPUTGAIN));
+    OV_CHECK_BLOCK_END(in_uBlockSize, OV_MBCFXPARAM_BLOCK_BYTES);
     m_ParamChangeHandler.MarkAllChanged();
     return OV_Success;
+}
+
+uint32_t OvMultibandCompressorFXParams::PackBlock(const BlockValues& in_values, uint8_t* out_pBlock)
+{
+    for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b)
+        for (uint32_t k = 0; k < OV_MBCFXPARAM_BAND_STRIDE; ++k)
+            OV::WriteLE(out_pBlock + OV_MBCFXPARAM_OFFSET_BAND_STRIDE * b + 4 * k, in_values.fBand[b][k]);
+    for (uint32_t e = 0; e < OV_MULTIBANDCOMPRESSOR_NUM_EDGES; ++e)
+        OV::WriteLE(out_pBlock + OV_MBCFXPARAM_OFFSET_CROSSOVER0 + 4 * e, in_values.fCrossover[e]);
+    OV::WriteLE(out_pBlock + OV_MBCFXPARAM_OFFSET_OUTPUTGAIN, in_values.fOutputGainDb);
+    out_pBlock[OV_MBCFXPARAM_OFFSET_PROCESSLFE] = in_values.bProcessLFE;
+    out_pBlock[OV_MBCFXPARAM_OFFSET_CHANNELLINK] = in_values.bChannelLink;
+    out_pBlock[OV_MBCFXPARAM_OFFSET_FOURTHORDER] = in_values.bFourthOrderCrossover;
+    OV::WriteLE(out_pBlock + OV_MBCFXPARAM_OFFSET_NUMBANDS, in_values.uNumBands);
+    OV::WriteLE(out_pBlock + OV_MBCFXPARAM_OFFSET_INPUTGAIN, in_values.fInputGainDb);
+    return OV_MBCFXPARAM_BLOCK_BYTES;
 }

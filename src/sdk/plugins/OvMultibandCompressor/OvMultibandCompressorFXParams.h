@@ -34,8 +34,26 @@ enum OvMultibandCompressorFXParamID : uint16_t {
 };
 
 constexpr uint32_t OV_MBCFXPARAM_MAX_ID = 44;
-// Size of the packed block SetAllParams reads.
+
+// ID of field in_uField (OV_MBCFXPARAM_BAND_INPUTGAIN and on) of band in_uBand.
+constexpr uint16_t OvMultibandCompressorBandParamID(uint32_t in_uBand, uint32_t in_uField)
+{
+    return uint16_t(in_uBand * OV_MBCFXPARAM_BAND_STRIDE + in_uField);
+}
+
+// The packed block, little-endian: where each field sits. Band b's seven
+// floats, in the order of the band IDs, start at b * BAND_STRIDE; the gains
+// among them are in dB.
+constexpr uint32_t OV_MBCFXPARAM_OFFSET_BAND_STRIDE = 4 * OV_MBCFXPARAM_BAND_STRIDE;
+constexpr uint32_t OV_MBCFXPARAM_OFFSET_CROSSOVER0 = 140;  // four floats, Hz
+constexpr uint32_t OV_MBCFXPARAM_OFFSET_OUTPUTGAIN = 156;  // dB
+constexpr uint32_t OV_MBCFXPARAM_OFFSET_PROCESSLFE = 160;
+constexpr uint32_t OV_MBCFXPARAM_OFFSET_CHANNELLINK = 161;
+constexpr uint32_t OV_MBCFXPARAM_OFFSET_FOURTHORDER = 162;
+constexpr uint32_t OV_MBCFXPARAM_OFFSET_NUMBANDS = 163;   // u32
+constexpr uint32_t OV_MBCFXPARAM_OFFSET_INPUTGAIN = 167;  // dB
 constexpr uint32_t OV_MBCFXPARAM_BLOCK_BYTES = 171;
+static_assert(OV_MBCFXPARAM_OFFSET_CROSSOVER0 == 5 * OV_MBCFXPARAM_OFFSET_BAND_STRIDE, "bands, then the edges");
 
 struct OvMultibandCompressorBand {
     float fBandInputGain = 1.0f;   // linear
@@ -63,11 +81,25 @@ public:
     OvMultibandCompressorFXParams() = default;
     OvMultibandCompressorFXParams(const OvMultibandCompressorFXParams&) = default;
 
+    // The block's fields as it holds them, in its order: gains in dB.
+    struct BlockValues {
+        // Per band: input gain dB, threshold, ratio, attack, release, range,
+        // output gain dB, indexed by OV_MBCFXPARAM_BAND_INPUTGAIN and on.
+        float fBand[OV_MULTIBANDCOMPRESSOR_NUM_BANDS][OV_MBCFXPARAM_BAND_STRIDE];
+        float fCrossover[OV_MULTIBANDCOMPRESSOR_NUM_EDGES];  // Hz
+        float fOutputGainDb;
+        uint8_t bProcessLFE;
+        uint8_t bChannelLink;
+        uint8_t bFourthOrderCrossover;
+        uint32_t uNumBands;
+        float fInputGainDb;
+    };
+    // Writes the OV_MBCFXPARAM_BLOCK_BYTES of a block; returns that count.
+    static uint32_t PackBlock(const BlockValues& in_values, uint8_t* out_pBlock);
+
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    // Block (171 bytes, little-endian): per band input gain dB, threshold,
-    // ratio, attack, release, range, output gain dB (f32 each); four edges;
-    // output gain dB; bProcessLFE, bChannelLink, bFourthOrderCrossover (u8);
-    // uNumBands (u32); input gain dB.
+    // A block shorter than OV_MBCFXPARAM_BLOCK_BYTES is refused and changes
+    // nothing.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
     void MarkAllChanged() { m_ParamChangeHandler.MarkAllChanged(); }
 

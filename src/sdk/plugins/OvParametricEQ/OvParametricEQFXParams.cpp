@@ -40,9 +40,11 @@ OvResult OvParametricEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue
         OV_ASSERT_TEXT(false, "Invalid parameter.");
         return OV_BadParameter;
     }
-    const uint32_t field = in_uID % 5;
-    const uint32_t needed =
-        (in_uID == OV_PARAMETRICEQ_ID_PROCESSLFE || (in_uID < OV_PARAMETRICEQ_ID_OUTPUTGAIN && field == 4)) ? 1 : 4;
+    const uint32_t field = in_uID % OV_PARAMETRICEQ_FIELDS_PER_BAND;
+    const uint32_t needed = (in_uID == OV_PARAMETRICEQ_ID_PROCESSLFE ||
+                             (in_uID < OV_PARAMETRICEQ_ID_OUTPUTGAIN && field == OV_PARAMETRICEQ_FIELD_ON))
+                                ? 1
+                                : 4;
     if (in_uSize < needed)
         return OV_BadParameter;  // too short to read: refused
     const uint8_t* pBytes = static_cast<const uint8_t*>(in_pValue);
@@ -55,13 +57,15 @@ OvResult OvParametricEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue
         bProcessLFE = pBytes[0];
         return OV_Success;
     }
-    const uint32_t ulBandNum = in_uID / 5;
+    const uint32_t ulBandNum = in_uID / OV_PARAMETRICEQ_FIELDS_PER_BAND;
     OvParametricEQBandParams& band = m_Bands[ulBandNum];
     switch (field) {
-    case 0: band.FilterType = OV::ReadLE<uint32_t>(pBytes); break;
-    case 1: band.fGain = std::clamp(OV::ReadLE<float>(pBytes), kMinGainDb, kMaxGainDb); break;
-    case 2: band.fFrequency = OV::ReadLE<float>(pBytes); break;
-    case 3: band.fQ = OV::ReadLE<float>(pBytes); break;
+    case OV_PARAMETRICEQ_FIELD_TYPE: band.FilterType = OV::ReadLE<uint32_t>(pBytes); break;
+    case OV_PARAMETRICEQ_FIELD_GAIN:
+        band.fGain = std::clamp(OV::ReadLE<float>(pBytes), kMinGainDb, kMaxGainDb);
+        break;
+    case OV_PARAMETRICEQ_FIELD_FREQUENCY: band.fFrequency = OV::ReadLE<float>(pBytes); break;
+    case OV_PARAMETRICEQ_FIELD_Q: band.fQ = OV::ReadLE<float>(pBytes); break;
     default: band.bOn = pBytes[0]; break;
     }
     OV_ASSERT(ulBandNum <= BAND9);
@@ -74,20 +78,35 @@ OvResult OvParametricEQFXParams::SetAllParams(const void* in_pParamsBlock, uint3
     if (in_pParamsBlock == nullptr || in_uBlockSize < OV_PARAMETRICEQ_BLOCK_BYTES)
         return OV_BadParameter;
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
-    for (uint32_t n = BAND1; n <= BAND3; ++n) {
-        const uint8_t* band = p + 17 * n;
-        m_Bands[n].FilterType = OV::ReadLE<uint32_t>(band);
-        m_Bands[n].fGain = OV::ReadLE<float>(band + 4);
-        m_Bands[n].fFrequency = OV::ReadLE<float>(band + 8);
-        m_Bands[n].fQ = OV::ReadLE<float>(band + 12);
-        m_Bands[n].bOn = band[16];
+    for (uint32_t n = BAND1; n < OV_PARAMETRICEQ_BLOCK_NUM_BANDS; ++n) {
+        const uint8_t* band = p + OV_PARAMETRICEQ_OFFSET_BAND_STRIDE * n;
+        m_Bands[n].FilterType = OV::ReadLE<uint32_t>(band + OV_PARAMETRICEQ_OFFSET_BAND_TYPE);
+        m_Bands[n].fGain = OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_GAIN);
+        m_Bands[n].fFrequency = OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_FREQUENCY);
+        m_Bands[n].fQ = OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_Q);
+        m_Bands[n].bOn = band[OV_PARAMETRICEQ_OFFSET_BAND_ON];
     }
-    fOutputGain = OV::ReadLE<float>(p + 51);
-    bProcessLFE = p[55];
+    fOutputGain = OV::ReadLE<float>(p + OV_PARAMETRICEQ_OFFSET_OUTPUTGAIN);
+    bProcessLFE = p[OV_PARAMETRICEQ_OFFSET_PROCESSLFE];
     ResetUpperBands();
     SetAllBandsChanged();
-    OV_ASSERT_TEXT(in_uBlockSize == OV_PARAMETRICEQ_BLOCK_BYTES, "in_ulBlockSize == 0 || eResult != OV_Success");
+    OV_CHECK_BLOCK_END(in_uBlockSize, OV_PARAMETRICEQ_BLOCK_BYTES);
     return OV_Success;
+}
+
+uint32_t OvParametricEQFXParams::PackBlock(const BlockValues& in_values, uint8_t* out_pBlock)
+{
+    for (uint32_t n = BAND1; n < OV_PARAMETRICEQ_BLOCK_NUM_BANDS; ++n) {
+        uint8_t* band = out_pBlock + OV_PARAMETRICEQ_OFFSET_BAND_STRIDE * n;
+        OV::WriteLE(band + OV_PARAMETRICEQ_OFFSET_BAND_TYPE, in_values.bands[n].FilterType);
+        OV::WriteLE(band + OV_PARAMETRICEQ_OFFSET_BAND_GAIN, in_values.bands[n].fGain);
+        OV::WriteLE(band + OV_PARAMETRICEQ_OFFSET_BAND_FREQUENCY, in_values.bands[n].fFrequency);
+        OV::WriteLE(band + OV_PARAMETRICEQ_OFFSET_BAND_Q, in_values.bands[n].fQ);
+        band[OV_PARAMETRICEQ_OFFSET_BAND_ON] = in_values.bands[n].bOn;
+    }
+    OV::WriteLE(out_pBlock + OV_PARAMETRICEQ_OFFSET_OUTPUTGAIN, in_values.fOutputGainDb);
+    out_pBlock[OV_PARAMETRICEQ_OFFSET_PROCESSLFE] = in_values.bProcessLFE;
+    return OV_PARAMETRICEQ_BLOCK_BYTES;
 }
 
 const OvParametricEQBandParams& OvParametricEQFXParams::GetBand(uint32_t in_eBandNum) const

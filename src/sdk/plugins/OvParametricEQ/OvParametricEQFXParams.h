@@ -18,10 +18,42 @@ enum OvParametricEQBand : uint32_t {
     BAND1 = 0, BAND2, BAND3, BAND4, BAND5, BAND6, BAND7, BAND8, BAND9,
 };
 
+// The fields of a band, in ID order.
+enum OvParametricEQBandField : uint32_t {
+    OV_PARAMETRICEQ_FIELD_TYPE = 0,
+    OV_PARAMETRICEQ_FIELD_GAIN = 1,       // dB
+    OV_PARAMETRICEQ_FIELD_FREQUENCY = 2,  // Hz
+    OV_PARAMETRICEQ_FIELD_Q = 3,
+    OV_PARAMETRICEQ_FIELD_ON = 4,         // byte
+    OV_PARAMETRICEQ_FIELDS_PER_BAND = 5,
+};
+
 constexpr uint32_t OV_PARAMETRICEQ_NUM_BANDS = 9;
 constexpr uint16_t OV_PARAMETRICEQ_ID_OUTPUTGAIN = 45;
 constexpr uint16_t OV_PARAMETRICEQ_ID_PROCESSLFE = 46;
+
+// ID of a field of band in_uBand (BAND1 to BAND9).
+constexpr uint16_t OvParametricEQBandParamID(uint32_t in_uBand, OvParametricEQBandField in_eField)
+{
+    return uint16_t(in_uBand * OV_PARAMETRICEQ_FIELDS_PER_BAND + in_eField);
+}
+
+// The packed block, little-endian: where each field sits. Band n of the
+// first three starts at n * BAND_STRIDE and holds its fields at the BAND_*
+// offsets from there.
+constexpr uint32_t OV_PARAMETRICEQ_BLOCK_NUM_BANDS = 3;
+constexpr uint32_t OV_PARAMETRICEQ_OFFSET_BAND_STRIDE = 17;
+constexpr uint32_t OV_PARAMETRICEQ_OFFSET_BAND_TYPE = 0;       // u32
+constexpr uint32_t OV_PARAMETRICEQ_OFFSET_BAND_GAIN = 4;       // dB
+constexpr uint32_t OV_PARAMETRICEQ_OFFSET_BAND_FREQUENCY = 8;  // Hz
+constexpr uint32_t OV_PARAMETRICEQ_OFFSET_BAND_Q = 12;
+constexpr uint32_t OV_PARAMETRICEQ_OFFSET_BAND_ON = 16;       // u8
+constexpr uint32_t OV_PARAMETRICEQ_OFFSET_OUTPUTGAIN = 51;    // dB
+constexpr uint32_t OV_PARAMETRICEQ_OFFSET_PROCESSLFE = 55;    // u8
 constexpr uint32_t OV_PARAMETRICEQ_BLOCK_BYTES = 56;
+static_assert(OV_PARAMETRICEQ_OFFSET_OUTPUTGAIN ==
+                  OV_PARAMETRICEQ_BLOCK_NUM_BANDS * OV_PARAMETRICEQ_OFFSET_BAND_STRIDE,
+              "three bands, then the output gain");
 
 struct OvParametricEQBandParams {
     uint32_t FilterType;
@@ -34,6 +66,15 @@ struct OvParametricEQBandParams {
 class OvParametricEQFXParams final : public OvEffectParamsBase<OvParametricEQFXParams> {
 public:
     OvParametricEQFXParams();
+
+    // The block's fields as it holds them, in its order.
+    struct BlockValues {
+        OvParametricEQBandParams bands[OV_PARAMETRICEQ_BLOCK_NUM_BANDS];
+        float fOutputGainDb;
+        uint8_t bProcessLFE;
+    };
+    // Writes the OV_PARAMETRICEQ_BLOCK_BYTES of a block; returns that count.
+    static uint32_t PackBlock(const BlockValues& in_values, uint8_t* out_pBlock);
 
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
     // The 56-byte block; values are taken as they are, unclamped. A shorter

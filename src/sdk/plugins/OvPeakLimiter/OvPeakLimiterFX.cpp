@@ -26,6 +26,14 @@ inline float HardTarget(float in_fPeak, float in_fCeiling)
     return in_fPeak - in_fCeiling < 0.0f ? 1.0f : in_fCeiling / in_fPeak;
 }
 
+// A sample held to +-in_fCeiling; within it (and NaN) unchanged.
+inline float HoldToCeiling(float in_fSample, float in_fCeiling)
+{
+    // Two selects with no branch: the compiler makes them a max and a min.
+    const float fAboveFloor = in_fSample < -in_fCeiling ? -in_fCeiling : in_fSample;
+    return fAboveFloor > in_fCeiling ? in_fCeiling : fAboveFloor;
+}
+
 // Smooths the dB level towards its target: attack coefficient while rising
 // (or level), release while falling.
 inline float SmoothDb(float in_fGain, float in_fTarget, float in_fAttackCoef, float in_fReleaseCoef)
@@ -228,6 +236,15 @@ float OvPeakLimiterFX::RatioFactor() const
     return m_pParams->bInfiniteRatio ? -1.0f : 1.0f / m_pParams->fRatio - 1.0f;
 }
 
+float OvPeakLimiterFX::DbLawCeiling() const
+{
+    // FastLog10 and FastPow10 are good to about 0.2 % each, and the attack
+    // may not have settled as a peak leaves the delay: with an infinite ratio
+    // the product can land just over the ceiling, which a 16-bit stream would
+    // wrap. The hard routines hold their output the same way.
+    return m_pParams->bInfiniteRatio ? OV::FastPow10FromDb(m_pParams->fThreshold) : INFINITY;
+}
+
 void OvPeakLimiterFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
 {
     OvPeakLimiterFXParams& params = *m_pParams;
@@ -285,6 +302,7 @@ void OvPeakLimiterFX::ProcessPerChannelDb(OvPipelineBuffer* io_pBuffer)
     const uint32_t uNumChannels = io_pBuffer->NumChannels();
     const float fThreshold = m_pParams->fThreshold;
     const float fRatioFactor = RatioFactor();
+    const float fCeiling = DbLawCeiling();
     const float fAttackCoef = m_fAttackCoef;
     const float fReleaseCoef = m_fReleaseCoef;
     const uint32_t uStartPos = m_uFramePos;
@@ -326,7 +344,7 @@ void OvPeakLimiterFX::ProcessPerChannelDb(OvPipelineBuffer* io_pBuffer)
                 if (HoldPeak(fPeak, fNextPeak, uHoldFrames, L))
                     fTarget = DbOverThreshold(fPeak, fThreshold);
                 fGain = SmoothDb(fGain, fTarget, fAttackCoef, fReleaseCoef);
-                pX[j] = fOut * OV::FastPow10(fGain * fRatioFactor * 0.05f);
+                pX[j] = HoldToCeiling(fOut * OV::FastPow10(fGain * fRatioFactor * 0.05f), fCeiling);
             }
             i += uChunk;
             uPos += uChunk;
@@ -353,6 +371,7 @@ void OvPeakLimiterFX::ProcessLinkedDb(OvPipelineBuffer* io_pBuffer)
     float* pBase = io_pBuffer->GetChannel(0);
     const float fThreshold = m_pParams->fThreshold;
     const float fRatioFactor = RatioFactor();
+    const float fCeiling = DbLawCeiling();
     const float fAttackCoef = m_fAttackCoef;
     const float fReleaseCoef = m_fReleaseCoef;
 
@@ -391,8 +410,10 @@ void OvPeakLimiterFX::ProcessLinkedDb(OvPipelineBuffer* io_pBuffer)
                 fTarget = DbOverThreshold(fPeak, fThreshold);
             fGain = SmoothDb(fGain, fTarget, fAttackCoef, fReleaseCoef);
             const float fFactor = OV::FastPow10(fGain * fRatioFactor * 0.05f);
-            for (uint32_t c = 0; c < uLimited; ++c)
-                pBase[size_t(c) * uStride + f] *= fFactor;
+            for (uint32_t c = 0; c < uLimited; ++c) {
+                float& io = pBase[size_t(c) * uStride + f];
+                io = HoldToCeiling(io * fFactor, fCeiling);
+            }
         }
         i += uChunk;
         uPos += uChunk;
@@ -472,8 +493,7 @@ void OvPeakLimiterFX::ProcessHard(OvPipelineBuffer* io_pBuffer)
             // ceiling this changes nothing.
             for (uint32_t c = 0; c < uChannels; ++c) {
                 float& io = pBase[size_t(c) * uStride + f];
-                const float y = io * fGain;
-                io = y > fCeiling ? fCeiling : (y < -fCeiling ? -fCeiling : y);
+                io = HoldToCeiling(io * fGain, fCeiling);
             }
         }
         i += uChunk;

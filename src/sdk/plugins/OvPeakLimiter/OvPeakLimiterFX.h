@@ -11,6 +11,12 @@
 // LFE, and the hard ceiling for stereo and for any count) are chosen once in
 // Configure, so nothing branches on the mode per frame.
 //
+// The threshold, as FastPow10FromDb gives it (0 dB is 0.999039), is a
+// ceiling in the hard law and, with an infinite ratio, in the dB law too:
+// every routine holds the limited channels to it, and the output gain then
+// scales it. Below it the samples pass as the gain law leaves them. A left-out
+// LFE is not limited.
+//
 // The delay's start-up zeros are dropped and the same count of frames is
 // played as a tail at the end of the stream, so a stream keeps its length and
 // no latency remains. The look-ahead is at least one frame and at most
@@ -64,6 +70,9 @@ private:
     void FreeMemory();
     void DiscardStartUpFrames(OvPipelineBuffer* io_pBuffer);
     float RatioFactor() const;
+    // What the dB routines hold their output to: the threshold's ceiling
+    // with an infinite ratio, infinity (nothing) with a finite one.
+    float DbLawCeiling() const;
 
     void ProcessPerChannelDb(OvPipelineBuffer* io_pBuffer);
     template <bool T_EXCLUDE_LFE>

@@ -78,21 +78,33 @@ OvResult OvPeakLimiterFXParams::SetAllParams(const void* in_pParamsBlock, uint32
         return OV_BadParameter;
     const uint8_t* pBytes = static_cast<const uint8_t*>(in_pParamsBlock);
     // No clamps on this path.
-    fThreshold = OV::ReadLE<float>(pBytes);
-    fRatio = OV::ReadLE<float>(pBytes + 4);
-    fLookAhead = OV::ReadLE<float>(pBytes + 8);
-    fLookAheadDivisor = OV::ReadLE<float>(pBytes + 12);
-    fRelease = OV::ReadLE<float>(pBytes + 16);
-    fOutputGain = OV::DbToLinear(OV::ReadLE<float>(pBytes + 20));
-    bHardCeiling = pBytes[24];
-    bProcessLFE = pBytes[25];
-    bChannelLink = pBytes[26];
-    bInfiniteRatio = pBytes[27];
+    fThreshold = OV::ReadLE<float>(pBytes + OV_PEAKLIMITERFX_OFFSET_THRESHOLD);
+    fRatio = OV::ReadLE<float>(pBytes + OV_PEAKLIMITERFX_OFFSET_RATIO);
+    fLookAhead = OV::ReadLE<float>(pBytes + OV_PEAKLIMITERFX_OFFSET_LOOKAHEAD);
+    fLookAheadDivisor = OV::ReadLE<float>(pBytes + OV_PEAKLIMITERFX_OFFSET_LOOKAHEADDIVISOR);
+    fRelease = OV::ReadLE<float>(pBytes + OV_PEAKLIMITERFX_OFFSET_RELEASE);
+    fOutputGain = OV::DbToLinear(OV::ReadLE<float>(pBytes + OV_PEAKLIMITERFX_OFFSET_OUTPUTGAIN));
+    bHardCeiling = pBytes[OV_PEAKLIMITERFX_OFFSET_HARDCEILING];
+    bProcessLFE = pBytes[OV_PEAKLIMITERFX_OFFSET_PROCESSLFE];
+    bChannelLink = pBytes[OV_PEAKLIMITERFX_OFFSET_CHANNELLINK];
+    bInfiniteRatio = pBytes[OV_PEAKLIMITERFX_OFFSET_INFINITERATIO];
     bRuntimeChanged = 1;
     bLayoutChanged = 1;
-    const OvResult eResult = OV_Success;
-    // Bytes left over mean the block does not fit this parameter set.
-    const uint32_t uBytesLeft = in_uBlockSize - OV_PEAKLIMITERFX_BLOCK_BYTES;
-    OV_ASSERT_TEXT(uBytesLeft == 0 || eResult != OV_Success, "in_ulBlockSize == 0 || eResult != OV_Success");
-    return eResult;
+    OV_CHECK_BLOCK_END(in_uBlockSize, OV_PEAKLIMITERFX_BLOCK_BYTES);
+    return OV_Success;
+}
+
+uint32_t OvPeakLimiterFXParams::PackBlock(const BlockValues& in_values, uint8_t* out_pBlock)
+{
+    OV::WriteLE(out_pBlock + OV_PEAKLIMITERFX_OFFSET_THRESHOLD, in_values.fThreshold);
+    OV::WriteLE(out_pBlock + OV_PEAKLIMITERFX_OFFSET_RATIO, in_values.fRatio);
+    OV::WriteLE(out_pBlock + OV_PEAKLIMITERFX_OFFSET_LOOKAHEAD, in_values.fLookAhead);
+    OV::WriteLE(out_pBlock + OV_PEAKLIMITERFX_OFFSET_LOOKAHEADDIVISOR, in_values.fLookAheadDivisor);
+    OV::WriteLE(out_pBlock + OV_PEAKLIMITERFX_OFFSET_RELEASE, in_values.fRelease);
+    OV::WriteLE(out_pBlock + OV_PEAKLIMITERFX_OFFSET_OUTPUTGAIN, in_values.fOutputGainDb);
+    out_pBlock[OV_PEAKLIMITERFX_OFFSET_HARDCEILING] = in_values.bHardCeiling;
+    out_pBlock[OV_PEAKLIMITERFX_OFFSET_PROCESSLFE] = in_values.bProcessLFE;
+    out_pBlock[OV_PEAKLIMITERFX_OFFSET_CHANNELLINK] = in_values.bChannelLink;
+    out_pBlock[OV_PEAKLIMITERFX_OFFSET_INFINITERATIO] = in_values.bInfiniteRatio;
+    return OV_PEAKLIMITERFX_BLOCK_BYTES;
 }

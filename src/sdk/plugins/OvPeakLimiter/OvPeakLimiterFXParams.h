@@ -26,10 +26,39 @@ enum OvPeakLimiterFXParamID : uint16_t {
 
 class OvPeakLimiterFXParams final : public OvEffectParamsBase<OvPeakLimiterFXParams> {
 public:
-    // Bytes of a SetAllParams block: six little-endian floats, four bytes.
+    // The packed block, six little-endian floats then four bytes: where each
+    // field sits.
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_THRESHOLD = 0;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_RATIO = 4;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_LOOKAHEAD = 8;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_LOOKAHEADDIVISOR = 12;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_RELEASE = 16;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_OUTPUTGAIN = 20;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_HARDCEILING = 24;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_PROCESSLFE = 25;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_CHANNELLINK = 26;
+    static constexpr uint32_t OV_PEAKLIMITERFX_OFFSET_INFINITERATIO = 27;
     static constexpr uint32_t OV_PEAKLIMITERFX_BLOCK_BYTES = 28;
 
+    // The block's fields as it holds them, in its order: the output gain in
+    // dB, no clamps.
+    struct BlockValues {
+        float fThreshold;  // dB
+        float fRatio;
+        float fLookAhead;  // s
+        float fLookAheadDivisor;
+        float fRelease;  // s
+        float fOutputGainDb;
+        uint8_t bHardCeiling;
+        uint8_t bProcessLFE;
+        uint8_t bChannelLink;
+        uint8_t bInfiniteRatio;
+    };
+    // Writes the OV_PEAKLIMITERFX_BLOCK_BYTES of a block; returns that count.
+    static uint32_t PackBlock(const BlockValues& in_values, uint8_t* out_pBlock);
+
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
+    // A block shorter than OV_PEAKLIMITERFX_BLOCK_BYTES is refused and changes nothing.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
     void MarkAllChanged()
     {

@@ -17,12 +17,10 @@ using Harness = testsupport::OvPluginHarness<OvMultibandCompressorFX, OvMultiban
 constexpr uint32_t kRate = 44100;
 constexpr uint32_t kBlock = 1024;
 
-uint16_t BandID(uint32_t band, uint32_t field) { return uint16_t(7 * band + field); }
-
 void AllBands(Harness& h, uint32_t field, float value)
 {
     for (uint32_t b = 0; b < 5; ++b)
-        ASSERT_EQ(h.Set(BandID(b, field), value), OV_Success);
+        ASSERT_EQ(h.Set(OvMultibandCompressorBandParamID(b, field), value), OV_Success);
 }
 
 // A mono signal through the plug-in, block by block; through the keyed entry
@@ -56,8 +54,8 @@ TEST(OvMultibandCompressorFX, BandGainsReachOnlyTheirBand)
     // (the default) leaves the compressors without effect.
     Harness h(1, kRate, kBlock);
     ASSERT_TRUE(h.ok);
-    h.Set(BandID(0, OV_MBCFXPARAM_BAND_OUTPUTGAIN), -20.0f);
-    h.Set(BandID(4, OV_MBCFXPARAM_BAND_INPUTGAIN), 6.0f);
+    h.Set(OvMultibandCompressorBandParamID(0, OV_MBCFXPARAM_BAND_OUTPUTGAIN), -20.0f);
+    h.Set(OvMultibandCompressorBandParamID(4, OV_MBCFXPARAM_BAND_INPUTGAIN), 6.0f);
     h.Set(uint16_t(OV_MBCFXPARAM_INPUTGAIN_ID), 3.0f);
     h.Set(uint16_t(OV_MBCFXPARAM_OUTPUTGAIN_ID), -3.0f);
     RunMono(h, std::vector<float>(kBlock, 0.0f));  // past the gains' first ramp
@@ -114,7 +112,7 @@ TEST(OvMultibandCompressorFX, EdgeChangesAndKeyedBlocksAllocateNothing)
     testsupport::AllocationCounter counter;
     for (int i = 0; i < 50; ++i) {
         h.Set(uint16_t(OV_MBCFXPARAM_CROSSOVER0_ID + i % 4), 200.0f + 100.0f * float(i));
-        h.Set(BandID(uint32_t(i % 5), OV_MBCFXPARAM_BAND_OUTPUTGAIN), float(i % 7) - 3.0f);
+        h.Set(OvMultibandCompressorBandParamID(uint32_t(i % 5), OV_MBCFXPARAM_BAND_OUTPUTGAIN), float(i % 7) - 3.0f);
         h.block.Load(signal, 0, kBlock - 4 * (i % 3));
         key.Load(signal, 0, kBlock - 4 * (i % 3));
         h.plugin->ProcessBlockWithKey(&h.block.buffer, &key.buffer, nullptr);

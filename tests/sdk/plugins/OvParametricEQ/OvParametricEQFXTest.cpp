@@ -23,11 +23,11 @@ constexpr uint32_t kRate = 44100;
 
 void SetBand(Harness& h, uint32_t band, uint32_t type, float gainDb, float freqHz, float q, bool on = true)
 {
-    h.Set(uint16_t(5 * band), type);
-    h.Set(uint16_t(5 * band + 1), gainDb);
-    h.Set(uint16_t(5 * band + 2), freqHz);
-    h.Set(uint16_t(5 * band + 3), q);
-    h.Set(uint16_t(5 * band + 4), uint8_t(on));
+    h.Set(OvParametricEQBandParamID(band, OV_PARAMETRICEQ_FIELD_TYPE), type);
+    h.Set(OvParametricEQBandParamID(band, OV_PARAMETRICEQ_FIELD_GAIN), gainDb);
+    h.Set(OvParametricEQBandParamID(band, OV_PARAMETRICEQ_FIELD_FREQUENCY), freqHz);
+    h.Set(OvParametricEQBandParamID(band, OV_PARAMETRICEQ_FIELD_Q), q);
+    h.Set(OvParametricEQBandParamID(band, OV_PARAMETRICEQ_FIELD_ON), uint8_t(on));
 }
 
 TEST(OvParametricEQFX, NineBandsInSeriesFollowTheClosedFormOfEveryType)
@@ -49,7 +49,7 @@ TEST(OvParametricEQFX, NineBandsInSeriesFollowTheClosedFormOfEveryType)
         for (uint32_t band = 0; band < 9; ++band)
             SetBand(h, band, layout[band].type, layout[band].gainDb, layout[band].freqHz, layout[band].q);
         const float outDb = -4.5f;
-        h.Set(45, outDb);
+        h.Set(OV_PARAMETRICEQ_ID_OUTPUTGAIN, outDb);
         // The first block ramps from 0 dB to the output gain; measure after it.
         h.Run(256);
         h.plugin->Reset();
@@ -68,8 +68,8 @@ TEST(OvParametricEQFX, NineBandsInSeriesFollowTheClosedFormOfEveryType)
     for (uint32_t type : {4u, 5u}) {
         Harness a(1, kRate, 512), b(1, kRate, 512);
         for (uint32_t band = 1; band < 9; ++band) {
-            a.Set(uint16_t(5 * band + 4), uint8_t(0));
-            b.Set(uint16_t(5 * band + 4), uint8_t(0));
+            a.Set(OvParametricEQBandParamID(band, OV_PARAMETRICEQ_FIELD_ON), uint8_t(0));
+            b.Set(OvParametricEQBandParamID(band, OV_PARAMETRICEQ_FIELD_ON), uint8_t(0));
         }
         SetBand(a, 0, type, 6.0f, 1000.0f, 0.3f);
         SetBand(b, 0, type, 6.0f, 1000.0f, 8.0f);
@@ -84,7 +84,7 @@ TEST(OvParametricEQFX, UnknownFilterTypeIsReportedAndKeepsThePreviousDesign)
     Harness h(1, kRate, 256);
     SetBand(h, 2, 6, 6.0f, 1000.0f, 1.0f);
     const std::vector<float> before = h.Impulse(1024);
-    h.Set(10, uint32_t(11));
+    h.Set(OvParametricEQBandParamID(2, OV_PARAMETRICEQ_FIELD_TYPE), uint32_t(11));
     EXPECT_EQ(h.Impulse(1024), before);
     EXPECT_EQ(asserts.Count(), 1u);
     EXPECT_TRUE(asserts.Saw("Invalid filter type."));

@@ -3,7 +3,9 @@
 // steady overload settles at under each law.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include "ov/OvFastMath.h"
@@ -26,21 +28,30 @@ struct Layout {
     Routine routine;
 };
 
+const Layout kLayouts[] = {
+    {"mono", 1, 1, 1, 1, 1, Routine::PerChannelDb},
+    {"stereo unlinked", 2, 0, 0, 1, 1, Routine::PerChannelDb},
+    {"5.1, LFE left out (dB law even with the ceiling)", 6, 1, 1, 0, 1, Routine::LinkedNoLfeDb},
+    {"stereo, hard ceiling", 2, 1, 1, 1, 1, Routine::StereoHard},
+    {"5.1, hard ceiling", 6, 1, 1, 1, 1, Routine::MultiChannelHard},
+    {"quad, dB law", 4, 0, 1, 1, 1, Routine::LinkedDb},
+    {"quad, dB law, ratio 4", 4, 0, 1, 1, 0, Routine::LinkedDb},
+};
+
+void SetLayout(Rig& rig, const Layout& layout)
+{
+    rig.Set(OV_PEAKLIMITERFXPARAM_HARDCEILING_ID, layout.hardCeiling);
+    rig.Set(OV_PEAKLIMITERFXPARAM_CHANNELLINK_ID, layout.channelLink);
+    rig.Set(OV_PEAKLIMITERFXPARAM_PROCESSLFE_ID, layout.processLFE);
+    rig.Set(OV_PEAKLIMITERFXPARAM_INFINITERATIO_ID, layout.infiniteRatio);
+}
+
 TEST(OvPeakLimiterFX, EachRoutineOnTheLayoutThatSelectsIt)
 {
-    const Layout layouts[] = {
-        {"mono", 1, 1, 1, 1, 1, Routine::PerChannelDb},
-        {"stereo unlinked", 2, 0, 0, 1, 1, Routine::PerChannelDb},
-        {"5.1, LFE left out (dB law even with the ceiling)", 6, 1, 1, 0, 1, Routine::LinkedNoLfeDb},
-        {"stereo, hard ceiling", 2, 1, 1, 1, 1, Routine::StereoHard},
-        {"5.1, hard ceiling", 6, 1, 1, 1, 1, Routine::MultiChannelHard},
-        {"quad, dB law", 4, 0, 1, 1, 1, Routine::LinkedDb},
-        {"quad, dB law, ratio 4", 4, 0, 1, 1, 0, Routine::LinkedDb},
-    };
     const float thresholdDb = -6.0f;
     const size_t frames = 60000, burstFrom = 20000, burstTo = 40000, probe = 30000;
     testsupport::RecordingAssertHook asserts;
-    for (const Layout& layout : layouts) {
+    for (const Layout& layout : kLayouts) {
         SCOPED_TRACE(layout.name);
         Rig rig(layout.channels, kRate, 1024);
         ASSERT_TRUE(rig.ok);
@@ -48,10 +59,7 @@ TEST(OvPeakLimiterFX, EachRoutineOnTheLayoutThatSelectsIt)
         rig.Set(OV_PEAKLIMITERFXPARAM_RATIO_ID, 4.0f);
         rig.Set(OV_PEAKLIMITERFXPARAM_LOOKAHEAD_ID, 0.005f);
         rig.Set(OV_PEAKLIMITERFXPARAM_RELEASE_ID, 0.05f);
-        rig.Set(OV_PEAKLIMITERFXPARAM_HARDCEILING_ID, layout.hardCeiling);
-        rig.Set(OV_PEAKLIMITERFXPARAM_CHANNELLINK_ID, layout.channelLink);
-        rig.Set(OV_PEAKLIMITERFXPARAM_PROCESSLFE_ID, layout.processLFE);
-        rig.Set(OV_PEAKLIMITERFXPARAM_INFINITERATIO_ID, layout.infiniteRatio);
+        SetLayout(rig, layout);
 
         // Channel 0: a steady overload of 4.0 (+12 dBFS) in the middle;
         // the others a quiet 0.1, and the LFE of 5.1 a loud 3.0 throughout.
@@ -93,6 +101,41 @@ TEST(OvPeakLimiterFX, EachRoutineOnTheLayoutThatSelectsIt)
             EXPECT_EQ(output[5], input[5]) << "the LFE passes the delay unscaled";
         } else if (hasLFE) {
             EXPECT_LE(std::fabs(output[5][probe]), OV::FastPow10FromDb(thresholdDb));
+        }
+    }
+    EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
+}
+
+// With an infinite ratio the threshold is a ceiling in every routine, though
+// the dB law's fast log and power, and its attack smoothing, would leave it a
+// little high. A left-out LFE is not limited.
+TEST(OvPeakLimiterFX, WithInfiniteRatioNoRoutineLetsASampleAboveTheCeiling)
+{
+    std::mt19937 rng(5);
+    testsupport::RecordingAssertHook asserts;
+    for (const Layout& layout : kLayouts) {
+        if (!layout.infiniteRatio)
+            continue;
+        for (float thresholdDb : {0.0f, -6.0f}) {
+            const float ceiling = OV::FastPow10FromDb(thresholdDb);
+            for (const auto& [name, input] : testsupport::HotSignals(layout.channels, kRate)) {
+                SCOPED_TRACE(testing::Message() << layout.name << ", " << name << ", " << thresholdDb << " dB");
+                Rig rig(layout.channels, kRate, 2048);
+                ASSERT_TRUE(rig.ok);
+                rig.Set(OV_PEAKLIMITERFXPARAM_THRESHOLD_ID, thresholdDb);
+                rig.Set(OV_PEAKLIMITERFXPARAM_LOOKAHEAD_ID, 0.005f);
+                rig.Set(OV_PEAKLIMITERFXPARAM_RELEASE_ID, 0.05f);
+                SetLayout(rig, layout);
+                const testsupport::Planes output = rig.Run(input, [&](size_t) { return 1 + rng() % 2048; });
+                ASSERT_EQ(output[0].size(), input[0].size());
+                const uint32_t limited = layout.processLFE ? layout.channels : layout.channels - 1;
+                float worst = 0.0f;
+                for (uint32_t c = 0; c < limited; ++c)
+                    for (float y : output[c])
+                        worst = std::max(worst, std::fabs(y));
+                EXPECT_LE(worst, ceiling);
+                EXPECT_GT(worst, 0.9f * ceiling);
+            }
         }
     }
     EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
