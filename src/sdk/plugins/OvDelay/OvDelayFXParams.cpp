@@ -30,6 +30,8 @@ OvResult OvDelayFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint3
         return OV_BadParameter;
     }
     m_paramChangeHandler.MarkChanged(in_uID);
+    if (in_uID == OV_DELAYFXPARAM_DELAYTIME_ID)
+        PrepareForChange();
     return OV_Success;
 }
 
@@ -50,5 +52,6 @@ OvResult OvDelayFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t in_
     const uint32_t uBytesLeft = in_uBlockSize - OV_DELAYFX_BLOCK_BYTES;
     OV_ASSERT_TEXT(uBytesLeft == 0 || eResult != OV_Success, "in_ulBlockSize == 0 || eResult != OV_Success");
     m_paramChangeHandler.MarkAllChanged();
+    PrepareForChange();
     return eResult;
 }
