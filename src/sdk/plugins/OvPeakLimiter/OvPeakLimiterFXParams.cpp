@@ -43,6 +43,7 @@ OvResult OvPeakLimiterFXParams::SetParam(uint16_t in_uID, const void* in_pValue,
     case OV_PEAKLIMITERFXPARAM_LOOKAHEAD_ID:
         fLookAhead = OV::ReadLE<float>(pBytes);
         bLayoutChanged = 1;
+        PrepareForChange();
         break;
     case OV_PEAKLIMITERFXPARAM_LOOKAHEADDIVISOR_ID:
         fLookAheadDivisor = OV::ReadLE<float>(pBytes);
@@ -90,6 +91,7 @@ OvResult OvPeakLimiterFXParams::SetAllParams(const void* in_pParamsBlock, uint32
     bInfiniteRatio = pBytes[27];
     bRuntimeChanged = 1;
     bLayoutChanged = 1;
+    PrepareForChange();
     const OvResult eResult = OV_Success;
     // Bytes left over mean the block does not fit this parameter set.
     const uint32_t uBytesLeft = in_uBlockSize - OV_PEAKLIMITERFX_BLOCK_BYTES;
