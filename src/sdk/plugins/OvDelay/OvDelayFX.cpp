@@ -21,21 +21,6 @@ bool Differs(float in_fA, float in_fB)
     return std::memcmp(&in_fA, &in_fB, sizeof in_fA) != 0 && in_fA != in_fB;
 }
 
-// io += wet level * in, the level ramping over the frames when it changed.
-// The mix's fast path takes whole groups of four only, so the frames of a
-// block that is no multiple of four (the last block of a stream, a tail) are
-// added one by one after it, with the same sums.
-void MixWet(float* io_pBuffer, const float* in_pWet, float in_fPrevLevel, float in_fLevel, uint32_t in_uFrames)
-{
-    if (in_fPrevLevel != in_fLevel) {
-        OV::Mix2Interp(io_pBuffer, in_pWet, 1.0f, 1.0f, in_fPrevLevel, in_fLevel, in_uFrames);
-        return;
-    }
-    const uint32_t uWhole = in_uFrames & ~3u;
-    OV::Mix2Interp(io_pBuffer, in_pWet, 1.0f, 1.0f, in_fLevel, in_fLevel, uWhole);
-    OV::Mix2(io_pBuffer + uWhole, in_pWet + uWhole, 1.0f, in_fLevel, in_uFrames - uWhole);
-}
-
 }  // namespace
 
 uint32_t OvDelayFX::DelayTimeToFrames(float in_fDelayTimeMs, uint32_t in_uSampleRate)
@@ -203,7 +188,8 @@ void OvDelayFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
                 pIn[i] += fFeedback * pFeedback[i];
         }
         line.ProcessBuffer(pIn, pFeedback, uFrames);
-        MixWet(pIn, pFeedback, m_fPrevWetLevel, params.fWetLevel, uFrames);
+        // Any length: the last block of a stream and the tail need not be whole groups of four.
+        OV::Mix2InterpAnyLength(pIn, pFeedback, 1.0f, 1.0f, m_fPrevWetLevel, params.fWetLevel, uFrames);
         // Updated inside the loop, so only the first channel ramps; intended.
         m_fPrevWetLevel = params.fWetLevel;
         if (fFeedback > 0.0f)
