@@ -88,9 +88,11 @@ std::string RunCase(int effect, AUDIO_SAMPLEFORMAT format, uint32_t channels, ui
             if (e == effect || (effect < 0 && (changeAll || rng() % 3 == 0)))
                 kEffects[e].randomise(fx, rng);
     };
-    for (int e = 0; e < int(std::size(kEffects)); ++e)
+    for (int e = 0; e < int(std::size(kEffects)); ++e) {
+        const auto on = kEffects[e].on;
         if (e == effect || effect < 0)
-            (fx->*kEffects[e].on)(true);
+            (fx->*on)(true);
+    }
     settle(true);
     fx->Init(format, channels, rate, bufferBytes);
 
