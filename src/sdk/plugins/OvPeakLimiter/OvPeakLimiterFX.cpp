@@ -118,6 +118,7 @@ OvResult OvPeakLimiterFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_
     if (!m_pParams || !m_pAllocator)
         return OV_Failure;
     m_fPrevOutputGain = m_pParams->fOutputGain;
+    FreeMemory();
 
     // No layout needs more side chains than there are channels (one when linked).
     const uint32_t uNumChannels = m_format.channelConfig.uNumChannels;
