@@ -21,7 +21,7 @@ TremoloProcessor* TremoloProcessorImpl::Create()
 
 TremoloProcessorImpl::~TremoloProcessorImpl()
 {
-    ReleaseTable();
+    ReleaseStorage();
 }
 
 void TremoloProcessorImpl::Destroy()
@@ -29,21 +29,30 @@ void TremoloProcessorImpl::Destroy()
     delete this;
 }
 
+// Drops the table; its room stays for the next one.
 void TremoloProcessorImpl::ReleaseTable()
 {
-    delete[] gainTable;
     gainTable = nullptr;
     gainTableLength = 0;
+}
+
+void TremoloProcessorImpl::ReleaseStorage()
+{
+    ReleaseTable();
+    delete[] tableStorage;
+    tableStorage = nullptr;
 }
 
 bool TremoloProcessorImpl::Init(uint32_t maxFrames_, uint32_t channels_, uint32_t sampleRate_)
 {
     if (!InitSettings(maxFrames_, channels_, sampleRate_))
         return false;
-    ReleaseTable();
+    ReleaseStorage();
     rangeApplied = 0.0;
     gainTableIndex = 0;
-    return true;
+    // The lowest Freq, 1 Hz, gives the longest period: sampleRate entries.
+    tableStorage = new (std::nothrow) double[sampleRate];
+    return tableStorage != nullptr;
 }
 
 bool TremoloProcessorImpl::BuildGainTable()
@@ -53,14 +62,10 @@ bool TremoloProcessorImpl::BuildGainTable()
     const uint32_t length = uint32_t(double(sampleRate) / freq);
     if (length != gainTableLength)
         ReleaseTable();
-    if (length == 0)
+    if (length == 0 || length > sampleRate || !tableStorage)
         return false;
-    if (!gainTable) {
-        gainTable = new (std::nothrow) double[length]();
-        if (!gainTable)
-            return false;
-        gainTableLength = length;
-    }
+    gainTable = tableStorage;
+    gainTableLength = length;
     gainTableIndex = 0;
     const double offset = 1.0 - range / 2.0;
     const double depth = 1.0 - std::fabs(offset);

@@ -1,8 +1,10 @@
 // Tremolo: multiplies every channel by one sine swinging between 1 - range
 // and 1, read from a table that holds one period (sampleRate / freq frames,
 // truncated) and is rebuilt at the top of the first block after a change of
-// setting. No crossfade at a change of bypass: the block in which bypass is
-// first seen is still modulated; leaving bypass restarts the table.
+// setting. Init takes room for the longest period (sampleRate doubles, at
+// 1 Hz), so the rebuild needs no memory. No crossfade at a change of bypass:
+// the block in which bypass is first seen is still modulated; leaving bypass
+// restarts the table.
 #pragma once
 
 #include <cstdint>
@@ -25,9 +27,11 @@ private:
     TremoloProcessorImpl() = default;
     bool BuildGainTable();
     void ReleaseTable();
+    void ReleaseStorage();
 
     double rangeApplied = 0.0;
-    double* gainTable = nullptr;
+    double* tableStorage = nullptr;  // owned; room for sampleRate entries
+    double* gainTable = nullptr;     // tableStorage while a table is built, else null
     uint32_t gainTableLength = 0;
     uint32_t gainTableIndex = 0;
 };

@@ -38,7 +38,8 @@ void VibratoProcessorImpl::ReleaseAll()
     ringBuffers = nullptr;
     ringLength = 0;
     ringWriteIndex = 0;
-    delete[] delayTable;
+    delete[] tableStorage;
+    tableStorage = nullptr;
     delayTable = nullptr;
     delayTableLength = 0;
     delayTableIndex = 0;
@@ -56,7 +57,9 @@ bool VibratoProcessorImpl::Init(uint32_t maxFrames_, uint32_t channels_, uint32_
         return true;
     ringBuffers = new (std::nothrow) double*[channels]();
     double* storage = new (std::nothrow) double[size_t(channels) * length]();
-    if (!ringBuffers || !storage) {
+    // The lowest Freq, 1 Hz, gives the longest table: sampleRate entries.
+    tableStorage = new (std::nothrow) double[sampleRate];
+    if (!ringBuffers || !storage || !tableStorage) {
         delete[] storage;
         ReleaseAll();
         return false;
@@ -71,18 +74,13 @@ bool VibratoProcessorImpl::BuildDelayTable()
 {
     const uint32_t length = uint32_t(double(sampleRate) / freq);
     if (length != delayTableLength) {
-        delete[] delayTable;
         delayTable = nullptr;
         delayTableLength = 0;
     }
-    if (length == 0)
+    if (length == 0 || length > sampleRate || !tableStorage)
         return false;
-    if (!delayTable) {
-        delayTable = new (std::nothrow) double[length];
-        if (!delayTable)
-            return false;
-        delayTableLength = length;
-    }
+    delayTable = tableStorage;
+    delayTableLength = length;
     delayTableIndex = 0;
     // A phase of three quarters of a period starts the sine at its lowest value.
     const double phase = 3.0 * kPi / 2.0;

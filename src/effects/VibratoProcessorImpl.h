@@ -3,7 +3,9 @@
 // around the read point. The delay table holds one period (sampleRate / freq
 // frames, truncated) from 0 to the ring length in frames, starting at its
 // lowest value; Range scales it, so the delay swings between
-// ringLength * (1 - range) and ringLength frames. A change of bypass runs one
+// ringLength * (1 - range) and ringLength frames. Init takes the ring and
+// room for the longest table (sampleRate doubles, at 1 Hz), so a change of
+// Freq rebuilds the table without taking memory. A change of bypass runs one
 // block that crossfades linearly between dry and wet.
 #pragma once
 
@@ -31,7 +33,8 @@ private:
     double** ringBuffers = nullptr;  // ringBuffers[0] owns the storage of all channels
     uint32_t ringLength = 0;
     uint32_t ringWriteIndex = 0;
-    double* delayTable = nullptr;
+    double* tableStorage = nullptr;  // owned; room for sampleRate entries
+    double* delayTable = nullptr;    // tableStorage while a table is built, else null
     uint32_t delayTableLength = 0;
     uint32_t delayTableIndex = 0;
 };

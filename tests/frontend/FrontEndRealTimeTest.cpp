@@ -13,6 +13,8 @@
 
 #include "lxaudioeffects/AudioEffects.h"
 #include "support/AllocationCounter.h"
+#include "support/RandomEffectSettings.h"
+#include "support/RecordingAssertHook.h"
 #include "support/RecordingLogger.h"
 
 namespace {
@@ -89,6 +91,82 @@ TEST(FrontEndRealTime, SteadyStatePushPullAllocatesNothing)
             }
         }
         fx->Destroy();
+    }
+}
+
+// Any setting or switch may change between pushes; a change that needs memory
+// takes it in the setter, so Push and Pull neither allocate nor free once the
+// FIFOs have grown. Also a broad run for contract checks, the tail included.
+TEST(FrontEndRealTime, SettingChangesBetweenPushesAllocateNothingInPushOrPull)
+{
+    using testsupport::kRandomEffects;
+    testsupport::Rng rng(11);
+    for (uint32_t channels : {1u, 2u, 6u}) {
+        SCOPED_TRACE(testing::Message() << channels << " channels");
+        testsupport::RecordingAssertHook asserts;
+        audiofx::AudioEffects* fx = audiofx::AudioEffects::Create();
+        ASSERT_TRUE(fx->Init(AUDIO_SAMPLEFORMAT_FLOAT, channels, 48000, 0));
+        std::vector<float> chunk(1500 * channels), out(8192 * channels);
+        bool end = false;
+        for (int i = 0; i < 300; ++i) {
+            if (i >= 4) {  // the first pushes let the FIFOs grow
+                for (const auto& effect : kRandomEffects) {
+                    if (rng() % 3 == 0)
+                        effect.randomise(fx, rng);
+                    if (rng() % 4 == 0)
+                        (fx->*effect.on)(rng() % 4 != 0);
+                }
+                // The ends of the table and line lengths; a 0 ms delay has no line.
+                if (rng() % 6 == 0) {
+                    const bool low = rng() % 2 == 0;
+                    fx->SetTremoloParams(low ? 1.0 : 1000.0, 0.5);
+                    fx->SetVibratoParams(low ? 1000.0 : 1.0, 0.9);
+                    const DelayEffectParams delay = {low ? 0.0f : 3000.0f, low ? 0.0f : 0.5f, 0.0f, -6.0f};
+                    fx->SetDelayParams(&delay);
+                }
+                fx->SetBypassMode(rng() % 10 == 0);
+            }
+            for (float& x : chunk)
+                x = testsupport::Uniform(rng, -0.5f, 0.5f);
+            testsupport::AllocationCounter counter;
+            fx->Push(chunk.data(), uint32_t(chunk.size() * sizeof(float)), -1);
+            uint32_t bytes = uint32_t(out.size() * sizeof(float));
+            fx->Pull(out.data(), &bytes, &end);
+            if (i >= 4) {
+                ASSERT_EQ(counter.Count(), 0u) << "allocated at push " << i;
+                ASSERT_EQ(counter.Frees(), 0u) << "freed at push " << i;
+            }
+        }
+        fx->Push(nullptr, 0, -1);
+        for (int guard = 0; !end && guard < 1000; ++guard) {
+            uint32_t bytes = uint32_t(out.size() * sizeof(float));
+            fx->Pull(out.data(), &bytes, &end);
+        }
+        EXPECT_TRUE(end);
+        EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
+        fx->Destroy();
+    }
+}
+
+// The delay's tail is one delay time long and ends the stream in blocks of
+// any length; no contract check of the plug-ins fires on the way.
+TEST(FrontEndRealTime, DelayTailsOfAnyLengthKeepEveryContract)
+{
+    for (float delayMs : {0.0f, 0.1f, 1.0f, 10.0f, 20.05f, 46.4f, 100.0f}) {
+        for (size_t frames : {1, 999, 2048, 5001}) {
+            SCOPED_TRACE(testing::Message() << delayMs << " ms, " << frames << " frames");
+            testsupport::RecordingAssertHook asserts;
+            audiofx::AudioEffects* fx = audiofx::AudioEffects::Create();
+            const DelayEffectParams delay = {delayMs, 0.3f, 0.0f, -6.0f};
+            fx->SetDelayON(true);
+            fx->SetDelayParams(&delay);
+            ASSERT_TRUE(fx->Init(AUDIO_SAMPLEFORMAT_FLOAT, 2, 44100, 0));
+            const std::vector<float> output = RunFrontEnd(fx, std::vector<float>(frames * 2, 0.1f), 2, 777);
+            fx->Destroy();
+            const size_t tail = size_t(double(delayMs) / 1000.0 * 44100.0);
+            EXPECT_EQ(output.size() / 2, frames + (frames % 2048 == 0 ? 1 : 0) + tail);
+            EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
+        }
     }
 }
 

@@ -13,11 +13,18 @@ namespace {
 
 thread_local int g_depth = 0;
 thread_local size_t g_count = 0;
+thread_local size_t g_frees = 0;
 
 inline void Note()
 {
     if (g_depth > 0)
         ++g_count;
+}
+
+inline void NoteFree(void* p)
+{
+    if (g_depth > 0 && p)
+        ++g_frees;
 }
 
 // operator new counts here only where malloc does not count for it.
@@ -37,6 +44,14 @@ void* AllocateAligned(size_t size, std::align_val_t alignment)
     return posix_memalign(&p, a, size ? size : 1) == 0 ? p : nullptr;
 }
 
+// operator delete counts here only where free does not count for it.
+void Release(void* p)
+{
+    if (!LXFX_COUNT_C_ALLOCATOR)
+        NoteFree(p);
+    std::free(p);
+}
+
 void* OrThrow(void* p)
 {
     if (!p)
@@ -52,6 +67,7 @@ AllocationCounter::AllocationCounter()
 {
     ++g_depth;
     g_count = 0;
+    g_frees = 0;
 }
 
 AllocationCounter::~AllocationCounter()
@@ -62,6 +78,11 @@ AllocationCounter::~AllocationCounter()
 size_t AllocationCounter::Count() const
 {
     return g_count;
+}
+
+size_t AllocationCounter::Frees() const
+{
+    return g_frees;
 }
 
 }  // namespace testsupport
@@ -79,18 +100,18 @@ void* operator new[](size_t size, std::align_val_t a, const std::nothrow_t&) noe
 {
     return AllocateAligned(size, a);
 }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, size_t) noexcept { std::free(p); }
-void operator delete[](void* p, size_t) noexcept { std::free(p); }
-void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete(void* p, size_t, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, size_t, std::align_val_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete(void* p) noexcept { Release(p); }
+void operator delete[](void* p) noexcept { Release(p); }
+void operator delete(void* p, size_t) noexcept { Release(p); }
+void operator delete[](void* p, size_t) noexcept { Release(p); }
+void operator delete(void* p, std::align_val_t) noexcept { Release(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { Release(p); }
+void operator delete(void* p, size_t, std::align_val_t) noexcept { Release(p); }
+void operator delete[](void* p, size_t, std::align_val_t) noexcept { Release(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { Release(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { Release(p); }
+void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { Release(p); }
+void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept { Release(p); }
 
 // ---- the C allocator, outside sanitizer builds (the sanitizers own it) ----
 
@@ -108,12 +129,22 @@ void* __libc_malloc(size_t);
 void* __libc_calloc(size_t, size_t);
 void* __libc_realloc(void*, size_t);
 void* __libc_memalign(size_t, size_t);
+void __libc_free(void*);
 
 void* malloc(size_t size) { return Counted(__libc_malloc(size)); }
 void* calloc(size_t n, size_t size) { return Counted(__libc_calloc(n, size)); }
-void* realloc(void* p, size_t size) { return Counted(__libc_realloc(p, size)); }
+void* realloc(void* p, size_t size)
+{
+    NoteFree(p);
+    return Counted(__libc_realloc(p, size));
+}
 void* aligned_alloc(size_t alignment, size_t size) { return Counted(__libc_memalign(alignment, size)); }
 void* memalign(size_t alignment, size_t size) { return Counted(__libc_memalign(alignment, size)); }
+void free(void* p)
+{
+    NoteFree(p);
+    __libc_free(p);
+}
 int posix_memalign(void** out, size_t alignment, size_t size)
 {
     void* p = Counted(__libc_memalign(alignment, size));

@@ -1,6 +1,7 @@
-// Counts heap allocations made on the calling thread while an instance is
-// alive: operator new in all its forms, and (outside sanitizer builds) the C
-// allocator too, which libraries such as soxr and FFmpeg use.
+// Counts heap allocations and frees made on the calling thread while an
+// instance is alive: operator new and delete in all their forms, and (outside
+// sanitizer builds) the C allocator too, which libraries such as soxr and
+// FFmpeg use. Freeing a null pointer does not count.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +15,8 @@ public:
     AllocationCounter(const AllocationCounter&) = delete;
     AllocationCounter& operator=(const AllocationCounter&) = delete;
 
-    size_t Count() const;
+    size_t Count() const;  // allocations
+    size_t Frees() const;
 };
 
 }  // namespace testsupport

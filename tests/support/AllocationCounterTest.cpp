@@ -11,7 +11,7 @@
 
 namespace {
 
-TEST(AllocationCounter, SeesEveryWayOfAllocating)
+TEST(AllocationCounter, SeesEveryWayOfAllocatingAndFreeing)
 {
     testsupport::AllocationCounter counter;
     EXPECT_EQ(counter.Count(), 0u);
@@ -20,14 +20,19 @@ TEST(AllocationCounter, SeesEveryWayOfAllocating)
     float* aligned = static_cast<float*>(::operator new[](256, std::align_val_t(64), std::nothrow));
     ::operator delete[](aligned, std::align_val_t(64));
     std::vector<double> v(100);
+    a.reset();
+    delete static_cast<int*>(nullptr);
     EXPECT_EQ(counter.Count(), 4u);
+    EXPECT_EQ(counter.Frees(), 2u);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     // volatile keeps the compiler from eliding the pairs
     void* volatile m = std::malloc(32);
     void* volatile c = std::calloc(4, 8);
     std::free(m);
     std::free(c);
+    std::free(nullptr);
     EXPECT_EQ(counter.Count(), 6u);
+    EXPECT_EQ(counter.Frees(), 4u);
 #endif
 }
 

@@ -62,6 +62,19 @@ void Mix2Interp(float* io_pfBuffer, const float* in_pfInput, float in_fStartGain
     }
 }
 
+void Mix2InterpAnyLength(float* io_pfBuffer, const float* in_pfInput, float in_fStartGainIO, float in_fEndGainIO,
+                         float in_fStartGainIn, float in_fEndGainIn, uint32_t in_uNumFrames)
+{
+    if (in_fStartGainIO != in_fEndGainIO || in_fStartGainIn != in_fEndGainIn) {
+        Mix2Interp(io_pfBuffer, in_pfInput, in_fStartGainIO, in_fEndGainIO, in_fStartGainIn, in_fEndGainIn,
+                   in_uNumFrames);
+        return;
+    }
+    const uint32_t uWhole = in_uNumFrames & ~3u;
+    Mix2Interp(io_pfBuffer, in_pfInput, in_fStartGainIO, in_fStartGainIO, in_fStartGainIn, in_fStartGainIn, uWhole);
+    Mix2(io_pfBuffer + uWhole, in_pfInput + uWhole, in_fStartGainIO, in_fStartGainIn, in_uNumFrames - uWhole);
+}
+
 void Mix2(float* io_pfBuffer, const float* in_pfInput, float in_fGainIO, float in_fGainIn, uint32_t in_uNumFrames)
 {
     for (uint32_t i = 0; i < in_uNumFrames; ++i)

@@ -20,6 +20,13 @@ void Mix2Interp(const float* in_pfInput1, const float* in_pfInput2, float* out_p
 void Mix2Interp(float* io_pfBuffer, const float* in_pfInput, float in_fStartGainIO, float in_fEndGainIO,
                 float in_fStartGainIn, float in_fEndGainIn, uint32_t in_uNumFrames);
 
+// The in-place form for a frame count that need not be a multiple of 4: with
+// constant gains the fast path takes the whole groups of four and the frames
+// left are mixed one by one with the same sums, so the fast path's contract
+// holds; with a ramp, as the in-place form.
+void Mix2InterpAnyLength(float* io_pfBuffer, const float* in_pfInput, float in_fStartGainIO, float in_fEndGainIO,
+                         float in_fStartGainIn, float in_fEndGainIn, uint32_t in_uNumFrames);
+
 // In place with fixed gains, sample by sample: io = g1 * io + g2 * in.
 void Mix2(float* io_pfBuffer, const float* in_pfInput, float in_fGainIO, float in_fGainIn, uint32_t in_uNumFrames);
 

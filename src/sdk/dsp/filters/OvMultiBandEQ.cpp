@@ -14,24 +14,49 @@ OvMultiBandEQ::~OvMultiBandEQ()
 
 OvResult OvMultiBandEQ::Init(IOvMemAlloc* in_pAllocator, uint16_t in_uNumChannels, uint16_t in_uNumBands)
 {
+    return InitWithRoom(in_pAllocator, in_uNumChannels, in_uNumBands, in_uNumBands);
+}
+
+OvResult OvMultiBandEQ::InitWithRoom(IOvMemAlloc* in_pAllocator, uint16_t in_uNumChannels, uint16_t in_uNumBands,
+                                     uint16_t in_uMaxBands)
+{
     OV_ASSERT_TEXT(in_uNumBands < sizeof(m_uEnabledBandMask) * 8,
                    "in_uNumBands < sizeof(m_uEnabledBandMask)*8");
     OV_ASSERT(m_pFilters == NULL);
+    const uint16_t uMaxBands = in_uMaxBands > in_uNumBands ? in_uMaxBands : in_uNumBands;
     m_uNumChannels = in_uNumChannels;
     m_uNumBands = in_uNumBands;
     m_uNumFilters = uint32_t(in_uNumBands) * in_uNumChannels;
-    if (m_uNumFilters == 0)
+    m_uFilterRoom = uint32_t(uMaxBands) * in_uNumChannels;
+    if (m_uFilterRoom == 0)
         return OV_Success;
-    void* memory = in_pAllocator != nullptr ? in_pAllocator->Malloc(m_uNumFilters * sizeof(OvBiquad)) : nullptr;
+    void* memory = in_pAllocator != nullptr ? in_pAllocator->Malloc(m_uFilterRoom * sizeof(OvBiquad)) : nullptr;
     if (memory == nullptr) {
         m_uNumFilters = 0;
+        m_uFilterRoom = 0;
         m_uNumBands = 0;
         m_uNumChannels = 0;
         return OV_OutOfMemory;
     }
     m_pFilters = static_cast<OvBiquad*>(memory);
-    for (uint32_t i = 0; i < m_uNumFilters; ++i)
+    for (uint32_t i = 0; i < m_uFilterRoom; ++i)
         new (&m_pFilters[i]) OvBiquad();
+    return OV_Success;
+}
+
+OvResult OvMultiBandEQ::SetNumBands(uint16_t in_uNumBands)
+{
+    OV_ASSERT_TEXT(in_uNumBands < sizeof(m_uEnabledBandMask) * 8,
+                   "in_uNumBands < sizeof(m_uEnabledBandMask)*8");
+    const uint32_t uFilters = uint32_t(in_uNumBands) * m_uNumChannels;
+    if (uFilters > m_uFilterRoom)
+        return OV_Failure;
+    for (uint32_t i = 0; i < uFilters; ++i) {
+        m_pFilters[i].~OvBiquad();
+        new (&m_pFilters[i]) OvBiquad();
+    }
+    m_uNumBands = in_uNumBands;
+    m_uNumFilters = uFilters;
     return OV_Success;
 }
 
@@ -71,13 +96,14 @@ void OvMultiBandEQ::ProcessBufferWithFilters(OvBiquad* in_pFilters, OvPipelineBu
 void OvMultiBandEQ::Shutdown(IOvMemAlloc* in_pAllocator)
 {
     if (m_pFilters != nullptr) {
-        for (uint32_t i = 0; i < m_uNumFilters; ++i)
+        for (uint32_t i = 0; i < m_uFilterRoom; ++i)
             m_pFilters[i].~OvBiquad();
         if (in_pAllocator != nullptr)
             in_pAllocator->Free(m_pFilters);
     }
     m_pFilters = nullptr;
     m_uNumFilters = 0;
+    m_uFilterRoom = 0;
 }
 
 void OvMultiBandEQ::Reset()

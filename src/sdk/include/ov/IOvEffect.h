@@ -31,8 +31,9 @@
 // of the block (and clears the marks), processes io_pBuffer->uValidFrames
 // frames of each channel in place, ramps any gain change over the block, and
 // calls OvTailExtender::ExtendTail first if it has a tail. It must not
-// allocate, lock or log. OvProcessorWrapper builds plug-ins with their
-// default constructor, which must not throw.
+// allocate, lock or log: memory a change needs is taken on the setter's
+// thread (see IOvChangePreparer.h). OvProcessorWrapper builds plug-ins with
+// their default constructor, which must not throw.
 #pragma once
 
 #include <cstdint>

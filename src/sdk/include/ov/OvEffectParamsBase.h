@@ -8,10 +8,16 @@
 // in the copy. Init with no block calls InitWithoutBlock, which marks
 // everything changed; a class whose defaults must come back then hides it
 // with its own InitWithoutBlock. Shutdown runs the destructor and frees.
+//
+// An effect whose changes need memory registers itself with
+// SetChangePreparer; the parameter class calls PrepareForChange after storing
+// such a value. The registration belongs to that effect: a copy starts
+// without it and an assignment keeps the target's own.
 #pragma once
 
 #include <cstdint>
 
+#include "ov/IOvChangePreparer.h"
 #include "ov/IOvEffectParams.h"
 #include "ov/OvAssert.h"
 #include "ov/OvPluginNew.h"
@@ -19,6 +25,10 @@
 template <class T_PARAMS>
 class OvEffectParamsBase : public IOvEffectParams {
 public:
+    OvEffectParamsBase() = default;
+    OvEffectParamsBase(const OvEffectParamsBase&) : IOvEffectParams() {}
+    OvEffectParamsBase& operator=(const OvEffectParamsBase&) { return *this; }
+
     IOvEffectParams* Clone(IOvMemAlloc* in_pAllocator) override
     {
         OV_ASSERT(in_pAllocator != NULL);
@@ -47,6 +57,19 @@ public:
     // Init with an empty block: keeps the values and marks everything changed.
     void InitWithoutBlock() { Self().MarkAllChanged(); }
 
+    // The effect to tell, on the setter's thread, of changes that will need
+    // memory at its next block; null for none.
+    void SetChangePreparer(IOvChangePreparer* in_pPreparer) { m_pPreparer = in_pPreparer; }
+
+protected:
+    void PrepareForChange()
+    {
+        if (m_pPreparer)
+            m_pPreparer->PrepareForChange();
+    }
+
 private:
     T_PARAMS& Self() { return static_cast<T_PARAMS&>(*this); }
+
+    IOvChangePreparer* m_pPreparer = nullptr;
 };

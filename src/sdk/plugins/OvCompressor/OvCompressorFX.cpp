@@ -109,8 +109,8 @@ void OvCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey
     const uint32_t uChannels = std::min(io_pBuffer->NumChannels(), m_Buffer.NumChannels());
     const uint32_t uFrames = m_Buffer.uValidFrames;
     for (uint32_t c = 0; c < uChannels; ++c) {
-        OV::Mix2Interp(io_pBuffer->GetChannel(c), m_Buffer.GetChannel(c), 1.0f, 1.0f,
-                       m_fPrevPostGain, m_Values.fPostGain, uFrames);
+        OV::Mix2InterpAnyLength(io_pBuffer->GetChannel(c), m_Buffer.GetChannel(c), 1.0f, 1.0f,
+                                m_fPrevPostGain, m_Values.fPostGain, uFrames);
         m_fPrevPostGain = m_Values.fPostGain;
     }
 }

@@ -1,6 +1,7 @@
 #include "sdk/plugins/OvDelay/OvDelayFX.h"
 
 #include <cstring>
+#include <utility>
 
 #include "ov/IOvEffectContext.h"
 #include "ov/IOvGlobalContext.h"
@@ -49,39 +50,59 @@ OvResult OvDelayFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pConte
     m_fPrevFeedback = m_pParams->fFeedback;
     m_uDelayFrames = DelayTimeToFrames(m_pParams->fDelayTime, m_uSampleRate);
 
-    const OvResult eResult = AllocateLines();
+    const OvResult eResult = AllocateLines(m_lines, m_pParams->fDelayTime);
     if (eResult != OV_Success)
         return eResult;
+    m_pParams->SetChangePreparer(this);
 
     return m_feedbackBuffer.AllocateSamples(m_pAllocator, in_format.channelConfig, m_uMaxFrames);
 }
 
-OvResult OvDelayFX::AllocateLines()
+OvResult OvDelayFX::AllocateLines(DelayLine* out_pLines, float in_fDelayTime)
 {
-    const uint32_t uFrames = DelayTimeToFrames(m_pParams->fDelayTime, m_uSampleRate);
+    const uint32_t uFrames = DelayTimeToFrames(in_fDelayTime, m_uSampleRate);
     if (uFrames == 0)
         return OV_Success;
     const uint32_t uLines = m_uNumChannels < OV_DELAYFX_MAX_LINES ? m_uNumChannels : OV_DELAYFX_MAX_LINES;
-    OvResult eResult = OV_Success;
     for (uint32_t c = 0; c < uLines; ++c) {
-        if (m_lines[c].Init(m_pAllocator, uFrames) != OV_Success)
-            eResult = OV_OutOfMemory;
+        if (out_pLines[c].Init(m_pAllocator, uFrames) != OV_Success) {
+            ShutdownLines(out_pLines);
+            return OV_OutOfMemory;
+        }
+        out_pLines[c].Reset();
     }
-    if (eResult == OV_Success)
-        Reset();
-    return eResult;
+    return OV_Success;
 }
 
-void OvDelayFX::ShutdownLines()
+void OvDelayFX::ShutdownLines(DelayLine* io_pLines)
 {
-    for (DelayLine& line : m_lines)
-        line.Shutdown(m_pAllocator);
+    for (uint32_t c = 0; c < OV_DELAYFX_MAX_LINES; ++c)
+        io_pLines[c].Shutdown(m_pAllocator);
+}
+
+void OvDelayFX::PrepareForChange()
+{
+    if (!m_pParams || !m_pAllocator)
+        return;
+    const float fDelayTime = m_pParams->fDelayTime;
+    if (m_bPrepared && !Differs(m_fPreparedDelayTime, fDelayTime))
+        return;
+    ShutdownLines(m_spareLines);
+    m_bPrepared = false;
+    if (!Differs(m_fPrevDelayTime, fDelayTime))
+        return;
+    m_ePrepared = AllocateLines(m_spareLines, fDelayTime);
+    m_fPreparedDelayTime = fDelayTime;
+    m_bPrepared = true;
 }
 
 OvResult OvDelayFX::Shutdown(IOvMemAlloc* in_pAllocator)
 {
     OV_ASSERT(in_pAllocator != NULL);
-    ShutdownLines();
+    if (m_pParams)
+        m_pParams->SetChangePreparer(nullptr);
+    ShutdownLines(m_lines);
+    ShutdownLines(m_spareLines);
     m_feedbackBuffer.FreeSamples(in_pAllocator);
     OV::Delete(in_pAllocator, this);
     return OV_Success;
@@ -89,10 +110,15 @@ OvResult OvDelayFX::Shutdown(IOvMemAlloc* in_pAllocator)
 
 OvResult OvDelayFX::Reset()
 {
+    ClearLines();
+    return OV_Success;
+}
+
+void OvDelayFX::ClearLines()
+{
     m_feedbackBuffer.uValidFrames = 0;
     for (DelayLine& line : m_lines)
         line.Reset();
-    return OV_Success;
 }
 
 OvResult OvDelayFX::GetInfo(OvEffectInfo& out_info)
@@ -105,17 +131,25 @@ void OvDelayFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
 {
     const OvDelayFXParams& params = *m_pParams;
 
-    // A new delay time rebuilds the lines and loses what they held. The time
-    // is taken as seen even when the rebuild fails, so that no retry follows.
-    if (Differs(m_fPrevDelayTime, params.fDelayTime)) {
-        ShutdownLines();
-        if (AllocateLines() == OV_Success)
+    // A new delay time swaps in the silent lines prepared for it, and what the
+    // old lines held is lost. The time is taken as seen even when the lines
+    // could not be had (no line then), so that no retry follows.
+    if (Differs(m_fPrevDelayTime, params.fDelayTime) && m_bPrepared &&
+        !Differs(m_fPreparedDelayTime, params.fDelayTime)) {
+        for (uint32_t c = 0; c < OV_DELAYFX_MAX_LINES; ++c)
+            std::swap(m_lines[c], m_spareLines[c]);
+        m_bPrepared = false;
+        if (m_ePrepared == OV_Success) {
             m_uDelayFrames = DelayTimeToFrames(params.fDelayTime, m_uSampleRate);
+            // New lines start with no fed-back block.
+            if (m_uDelayFrames != 0)
+                m_feedbackBuffer.uValidFrames = 0;
+        }
         m_fPrevDelayTime = params.fDelayTime;
     }
     // A new feedback clears the lines as well; intended.
     if (Differs(m_fPrevFeedback, params.fFeedback)) {
-        Reset();
+        ClearLines();
         m_fPrevFeedback = params.fFeedback;
     }
 
@@ -154,7 +188,8 @@ void OvDelayFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
                 pIn[i] += fFeedback * pFeedback[i];
         }
         line.ProcessBuffer(pIn, pFeedback, uFrames);
-        OV::Mix2Interp(pIn, pFeedback, 1.0f, 1.0f, m_fPrevWetLevel, params.fWetLevel, uFrames);
+        // Any length: the last block of a stream and the tail need not be whole groups of four.
+        OV::Mix2InterpAnyLength(pIn, pFeedback, 1.0f, 1.0f, m_fPrevWetLevel, params.fWetLevel, uFrames);
         // Updated inside the loop, so only the first channel ramps; intended.
         m_fPrevWetLevel = params.fWetLevel;
         if (fFeedback > 0.0f)

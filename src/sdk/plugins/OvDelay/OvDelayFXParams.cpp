@@ -30,6 +30,8 @@ OvResult OvDelayFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint3
         return OV_BadParameter;
     }
     m_paramChangeHandler.MarkChanged(in_uID);
+    if (in_uID == OV_DELAYFXPARAM_DELAYTIME_ID)
+        PrepareForChange();
     return OV_Success;
 }
 
@@ -47,6 +49,7 @@ OvResult OvDelayFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t in_
     fWetLevel = OV::DbToLinear(OV::ReadLE<float>(pBytes + OV_DELAYFX_OFFSET_WETLEVEL));
     OV_CHECK_BLOCK_END(in_uBlockSize, OV_DELAYFX_BLOCK_BYTES);
     m_paramChangeHandler.MarkAllChanged();
+<<<<<<< HEAD
     return OV_Success;
 }
 
@@ -57,4 +60,8 @@ uint32_t OvDelayFXParams::PackBlock(const BlockValues& in_values, uint8_t* out_p
     OV::WriteLE(out_pBlock + OV_DELAYFX_OFFSET_DRYLEVEL, in_values.fDryLevelDb);
     OV::WriteLE(out_pBlock + OV_DELAYFX_OFFSET_WETLEVEL, in_values.fWetLevelDb);
     return OV_DELAYFX_BLOCK_BYTES;
+=======
+    PrepareForChange();
+    return eResult;
+>>>>>>> realtime
 }

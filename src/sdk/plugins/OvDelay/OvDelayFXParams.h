@@ -1,6 +1,7 @@
 // Parameters of OvDelayFX. Levels arrive in dB through SetParam and are kept
 // linear; the delay time is in milliseconds, the feedback a plain factor.
-// A change only marks the ID; the effect reads it at its next block.
+// A change only marks the ID; the effect reads it at its next block. A new
+// delay time also lets the effect take its new lines at once (PrepareForChange).
 #pragma once
 
 #include <cstdint>

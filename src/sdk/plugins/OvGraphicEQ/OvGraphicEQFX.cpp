@@ -36,8 +36,9 @@ OvResult OvGraphicEQFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pC
     m_FXInfo.uNumChannels = in_format.channelConfig.uNumChannels;
     m_FXInfo.uBlockFrames = in_pContext ? in_pContext->GetGlobalContext()->GetMaxFrames() : 0;
     m_FXParams = m_pParams->m_Params;
-    const OvResult eResult =
-        m_EQ.Init(in_pAllocator, uint16_t(m_FXInfo.uNumChannels), UsableBands(m_FXParams.uNumBands));
+    // Room for the most bands the grid takes, so a new band count needs no memory.
+    const OvResult eResult = m_EQ.InitWithRoom(in_pAllocator, uint16_t(m_FXInfo.uNumChannels),
+                                               UsableBands(m_FXParams.uNumBands), OV_GRAPHICEQ_MAX_BANDS);
     if (eResult != OV_Success)
         return eResult;
     const OvResult eUpdate = UpdateFilters(m_FXParams);
@@ -99,8 +100,7 @@ OvResult OvGraphicEQFX::UpdateFilters(const OvGraphicEQFXParamsBlock& in_FXParam
     OvFXParameterChangeHandler<37>& changes = m_pParams->m_ParamChangeHandler;
     const uint16_t uNumBands = UsableBands(in_FXParams.uNumBands);
     if (changes.IsChanged(OV_GRAPHICEQ_ID_NUMBANDS)) {
-        m_EQ.Shutdown(m_pAllocator);
-        const OvResult eResult = m_EQ.Init(m_pAllocator, uint16_t(m_FXInfo.uNumChannels), uNumBands);
+        const OvResult eResult = m_EQ.SetNumBands(uNumBands);
         if (eResult != OV_Success)
             return eResult;
         m_EQ.Reset();

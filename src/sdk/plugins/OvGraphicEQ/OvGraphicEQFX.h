@@ -3,7 +3,7 @@
 // with optional shelves (with Q) at both ends; then a linear output gain
 // ramped over the block. Only bands whose parameters changed are redesigned,
 // at the top of the next block; their memories run on. A new band count
-// rebuilds the filter grid there.
+// lays the filter grid out anew there, in room taken at Init for 30 bands.
 #pragma once
 
 #include <cstdint>

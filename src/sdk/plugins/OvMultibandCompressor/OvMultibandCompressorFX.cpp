@@ -158,8 +158,8 @@ void OvMultibandCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer
     const uint32_t uChannels = std::min(io_pBuffer->NumChannels(), m_BandSignal[0].NumChannels());
     for (uint32_t c = 0; c < uChannels; ++c) {
         for (uint32_t b = 0; b < uNumBands; ++b) {
-            OV::Mix2Interp(io_pBuffer->GetChannel(c), m_BandSignal[b].GetChannel(c), 1.0f, 1.0f,
-                           m_fPrevBandOutputGain[b], m_Values.band[b].fBandOutputGain, n);
+            OV::Mix2InterpAnyLength(io_pBuffer->GetChannel(c), m_BandSignal[b].GetChannel(c), 1.0f, 1.0f,
+                                    m_fPrevBandOutputGain[b], m_Values.band[b].fBandOutputGain, n);
             m_fPrevBandOutputGain[b] = m_Values.band[b].fBandOutputGain;
         }
     }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "ov/OvAssert.h"
 #include "ov/OvFastMath.h"
@@ -125,6 +126,18 @@ OvResult OvPeakLimiterFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_
     if (!m_pParams || !m_pAllocator)
         return OV_Failure;
     m_fPrevOutputGain = m_pParams->fOutputGain;
+    FreeMemory();
+
+    // No layout needs more side chains than there are channels (one when linked).
+    const uint32_t uNumChannels = m_format.channelConfig.uNumChannels;
+    m_uSideChainRoom = uNumChannels ? uNumChannels : 1;
+    m_pSideChains = static_cast<SideChain*>(m_pAllocator->Malloc(sizeof(SideChain) * m_uSideChainRoom));
+    if (!m_pSideChains) {
+        m_uSideChainRoom = 0;
+        return OV_OutOfMemory;
+    }
+    m_pParams->SetChangePreparer(this);
+    PrepareForChange();
     return Configure();
 }
 
@@ -133,16 +146,59 @@ void OvPeakLimiterFX::FreeMemory()
     if (m_pDelayMem)
         m_pAllocator->Free(m_pDelayMem);
     m_pDelayMem = nullptr;
+    m_uDelayMemSamples = 0;
+    if (m_pSpareDelayMem)
+        m_pAllocator->Free(m_pSpareDelayMem);
+    m_pSpareDelayMem = nullptr;
+    m_uSpareSamples = 0;
+    m_bSpareReady = false;
     if (m_pSideChains)
         m_pAllocator->Free(m_pSideChains);
     m_pSideChains = nullptr;
+    m_uSideChainRoom = 0;
     m_fnProcess = nullptr;
+}
+
+size_t OvPeakLimiterFX::DelaySamplesFor(uint32_t in_uLookAheadFrames) const
+{
+    const uint32_t uNumChannels = m_format.channelConfig.uNumChannels;
+    return size_t(in_uLookAheadFrames) * (uNumChannels ? uNumChannels : 1);
+}
+
+void OvPeakLimiterFX::PrepareForChange()
+{
+    if (!m_pParams || !m_pAllocator)
+        return;
+    const size_t uSamples = DelaySamplesFor(LookAheadToFrames(m_pParams->fLookAhead, m_format.uSampleRate));
+    if (m_bSpareReady && m_uSpareSamples == uSamples)
+        return;
+    if (m_pSpareDelayMem)
+        m_pAllocator->Free(m_pSpareDelayMem);
+    m_pSpareDelayMem = nullptr;
+    m_uSpareSamples = 0;
+    m_bSpareReady = false;
+    if (m_pDelayMem && m_uDelayMemSamples == uSamples)
+        return;
+    m_pSpareDelayMem = static_cast<float*>(m_pAllocator->Malloc(uSamples * sizeof(float)));
+    if (!m_pSpareDelayMem)
+        return;  // Configure fails and is retried at each block, as without memory
+    m_uSpareSamples = uSamples;
+    m_bSpareReady = true;
 }
 
 OvResult OvPeakLimiterFX::Configure()
 {
-    FreeMemory();
     const OvPeakLimiterFXParams& params = *m_pParams;
+    const uint32_t uLookAheadFrames = LookAheadToFrames(params.fLookAhead, m_format.uSampleRate);
+    const size_t uDelaySamples = DelaySamplesFor(uLookAheadFrames);
+    if (m_bSpareReady && m_uSpareSamples == uDelaySamples) {
+        std::swap(m_pDelayMem, m_pSpareDelayMem);
+        std::swap(m_uDelayMemSamples, m_uSpareSamples);
+        m_bSpareReady = false;
+    }
+    if (!m_pDelayMem || m_uDelayMemSamples < uDelaySamples || !m_pSideChains)
+        return OV_OutOfMemory;
+
     const uint32_t uNumChannels = m_format.channelConfig.uNumChannels;
     const bool bHasLFE = m_format.channelConfig.HasLFE();
     m_uNumPeakLimitedChannels = uNumChannels;
@@ -150,17 +206,13 @@ OvResult OvPeakLimiterFX::Configure()
         m_uNumPeakLimitedChannels = uNumChannels - 1;
     m_uNumSideChains = params.bChannelLink ? 1 : m_uNumPeakLimitedChannels;
 
-    m_uLookAheadFrames = LookAheadToFrames(params.fLookAhead, m_format.uSampleRate);
+    m_uLookAheadFrames = uLookAheadFrames;
     m_uFramesToDiscard = m_uLookAheadFrames;
     // Attack of the dB law: settles over half the look-ahead.
     m_fAttackCoef = params.bHardCeiling
                         ? 0.0f
                         : expf(-2.2f / ((float(m_uLookAheadFrames) / params.fLookAheadDivisor) / 2.0f));
 
-    const size_t uDelaySamples = size_t(m_uLookAheadFrames) * (uNumChannels ? uNumChannels : 1);
-    m_pDelayMem = static_cast<float*>(m_pAllocator->Malloc(uDelaySamples * sizeof(float)));
-    if (!m_pDelayMem)
-        return OV_OutOfMemory;
     std::memset(m_pDelayMem, 0, uDelaySamples * sizeof(float));
     m_uFramePos = 0;
 
@@ -175,16 +227,8 @@ OvResult OvPeakLimiterFX::Configure()
     else
         m_fnProcess = &OvPeakLimiterFX::ProcessLinkedDb<false>;
 
-    if (m_uNumSideChains != 0) {
-        void* pMemory = m_pAllocator->Malloc(sizeof(SideChain) * m_uNumSideChains);
-        if (!pMemory) {
-            m_fnProcess = nullptr;
-            return OV_OutOfMemory;
-        }
-        m_pSideChains = static_cast<SideChain*>(pMemory);
-        for (uint32_t i = 0; i < m_uNumSideChains; ++i)
-            new (&m_pSideChains[i]) SideChain();
-    }
+    for (uint32_t i = 0; i < m_uNumSideChains && i < m_uSideChainRoom; ++i)
+        new (&m_pSideChains[i]) SideChain();
     m_pParams->bLayoutChanged = 0;
     return OV_Success;
 }
@@ -192,6 +236,8 @@ OvResult OvPeakLimiterFX::Configure()
 OvResult OvPeakLimiterFX::Shutdown(IOvMemAlloc* in_pAllocator)
 {
     OV_ASSERT(in_pAllocator != NULL);
+    if (m_pParams)
+        m_pParams->SetChangePreparer(nullptr);
     if (m_pAllocator)
         FreeMemory();
     OV::Delete(in_pAllocator, this);

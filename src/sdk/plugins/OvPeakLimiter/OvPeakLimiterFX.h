@@ -21,10 +21,18 @@
 // played as a tail at the end of the stream, so a stream keeps its length and
 // no latency remains. The look-ahead is at least one frame and at most
 // OV_PEAKLIMITERFX_MAX_LOOKAHEAD_FRAMES.
+//
+// A layout change restarts the limiter at the top of the next block. The side
+// chains have room for every channel from Init; a delay for a new look-ahead
+// is taken on the setter's thread (the parameter object calls
+// PrepareForChange) and swapped in by that block, so ProcessBlock never
+// allocates. The delay it lets go is freed at the next change or at Shutdown.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
+#include "ov/IOvChangePreparer.h"
 #include "ov/IOvEffect.h"
 #include "ov/OvStreamFormat.h"
 #include "ov/OvTailExtender.h"
@@ -32,7 +40,7 @@
 class OvPeakLimiterFXParams;
 class IOvEffectContext;
 
-class OvPeakLimiterFX final : public IOvEffect {
+class OvPeakLimiterFX final : public IOvEffect, public IOvChangePreparer {
 public:
     static constexpr uint32_t OV_PEAKLIMITERFX_MAX_LOOKAHEAD_FRAMES = 1u << 20;
 
@@ -54,6 +62,9 @@ public:
     OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
     OvResult Reset() override;
     void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
+    // Takes a delay for the look-ahead the parameters hold, when the one in use
+    // has another size; on the setter's thread.
+    void PrepareForChange() override;
 
     // Look-ahead in frames for a time in seconds: truncated, at least 1.
     static uint32_t LookAheadToFrames(float in_fLookAheadSeconds, uint32_t in_uSampleRate);
@@ -66,7 +77,10 @@ public:
 private:
     typedef void (OvPeakLimiterFX::*ProcessFn)(OvPipelineBuffer* io_pBuffer);
 
+    // Applies the layout in the parameters; OV_OutOfMemory, changing nothing,
+    // when no delay of the size it needs is at hand.
     OvResult Configure();
+    size_t DelaySamplesFor(uint32_t in_uLookAheadFrames) const;
     void FreeMemory();
     void DiscardStartUpFrames(OvPipelineBuffer* io_pBuffer);
     float RatioFactor() const;
@@ -90,8 +104,15 @@ private:
     uint32_t m_uNumSideChains = 0;
     uint32_t m_uLookAheadFrames = 1;
     SideChain* m_pSideChains = nullptr;
+    uint32_t m_uSideChainRoom = 0;  // one per channel, at least one
     uint32_t m_uFramesToDiscard = 0;
     float* m_pDelayMem = nullptr;  // m_uLookAheadFrames * channels
+    size_t m_uDelayMemSamples = 0;
+    // While m_bSpareReady: a delay of m_uSpareSamples for the next layout.
+    // Otherwise the delay the last layout change let go, or none.
+    float* m_pSpareDelayMem = nullptr;
+    size_t m_uSpareSamples = 0;
+    bool m_bSpareReady = false;
     uint32_t m_uFramePos = 0;
     OvTailExtender m_tailExtender;
     // Coefficients of the dB law; per-frame gain steps of the hard ceiling.

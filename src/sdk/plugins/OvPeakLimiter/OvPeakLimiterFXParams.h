@@ -2,9 +2,10 @@
 // kinds of change: bRuntimeChanged (threshold, ratio, release, output gain)
 // is picked up at the next block without a break in the audio;
 // bLayoutChanged (look-ahead, its divisor, ceiling mode, LFE, link, infinite
-// ratio) restarts the limiter. Threshold in dB, -96.3 to 0; output gain in
-// dB through SetParam (-24 to 24), kept linear; look-ahead and release in
-// seconds.
+// ratio) restarts the limiter; a new look-ahead also lets the effect take its
+// new delay at once (PrepareForChange). Threshold in dB, -96.3 to 0; output
+// gain in dB through SetParam (-24 to 24), kept linear; look-ahead and release
+// in seconds.
 #pragma once
 
 #include <cstdint>
