@@ -49,7 +49,7 @@ OvResult OvDelayFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t in_
     fWetLevel = OV::DbToLinear(OV::ReadLE<float>(pBytes + OV_DELAYFX_OFFSET_WETLEVEL));
     OV_CHECK_BLOCK_END(in_uBlockSize, OV_DELAYFX_BLOCK_BYTES);
     m_paramChangeHandler.MarkAllChanged();
-<<<<<<< HEAD
+    PrepareForChange();
     return OV_Success;
 }
 
@@ -60,8 +60,4 @@ uint32_t OvDelayFXParams::PackBlock(const BlockValues& in_values, uint8_t* out_p
     OV::WriteLE(out_pBlock + OV_DELAYFX_OFFSET_DRYLEVEL, in_values.fDryLevelDb);
     OV::WriteLE(out_pBlock + OV_DELAYFX_OFFSET_WETLEVEL, in_values.fWetLevelDb);
     return OV_DELAYFX_BLOCK_BYTES;
-=======
-    PrepareForChange();
-    return eResult;
->>>>>>> realtime
 }

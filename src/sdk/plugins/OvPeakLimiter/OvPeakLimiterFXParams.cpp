@@ -91,7 +91,7 @@ OvResult OvPeakLimiterFXParams::SetAllParams(const void* in_pParamsBlock, uint32
     bInfiniteRatio = pBytes[OV_PEAKLIMITERFX_OFFSET_INFINITERATIO];
     bRuntimeChanged = 1;
     bLayoutChanged = 1;
-<<<<<<< HEAD
+    PrepareForChange();
     OV_CHECK_BLOCK_END(in_uBlockSize, OV_PEAKLIMITERFX_BLOCK_BYTES);
     return OV_Success;
 }
@@ -109,12 +109,4 @@ uint32_t OvPeakLimiterFXParams::PackBlock(const BlockValues& in_values, uint8_t*
     out_pBlock[OV_PEAKLIMITERFX_OFFSET_CHANNELLINK] = in_values.bChannelLink;
     out_pBlock[OV_PEAKLIMITERFX_OFFSET_INFINITERATIO] = in_values.bInfiniteRatio;
     return OV_PEAKLIMITERFX_BLOCK_BYTES;
-=======
-    PrepareForChange();
-    const OvResult eResult = OV_Success;
-    // Bytes left over mean the block does not fit this parameter set.
-    const uint32_t uBytesLeft = in_uBlockSize - OV_PEAKLIMITERFX_BLOCK_BYTES;
-    OV_ASSERT_TEXT(uBytesLeft == 0 || eResult != OV_Success, "in_ulBlockSize == 0 || eResult != OV_Success");
-    return eResult;
->>>>>>> realtime
 }
