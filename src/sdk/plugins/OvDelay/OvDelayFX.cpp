@@ -21,6 +21,23 @@ bool Differs(float in_fA, float in_fB)
     return std::memcmp(&in_fA, &in_fB, sizeof in_fA) != 0 && in_fA != in_fB;
 }
 
+// The loop gain is F * (1 + wet level), since what is fed back is the whole
+// output; at 1 or more (feedback 0.8 with the wet level at 0 dB, say) the
+// echoes grow without bound. What is fed back is therefore held to +-1000
+// (+60 dBFS, the reach of the largest make-up gain): such a loop saturates
+// there, finite, and the limiter brings it down. Material that decays never
+// gets near it.
+constexpr float kFeedbackCeiling = 1000.0f;
+
+// Copies in_uFrames samples into out_pFed, held to +-kFeedbackCeiling.
+void HoldToCeiling(const float* in_pOutput, float* out_pFed, uint32_t in_uFrames)
+{
+    for (uint32_t i = 0; i < in_uFrames; ++i) {
+        const float x = in_pOutput[i];
+        out_pFed[i] = x > kFeedbackCeiling ? kFeedbackCeiling : (x < -kFeedbackCeiling ? -kFeedbackCeiling : x);
+    }
+}
+
 }  // namespace
 
 uint32_t OvDelayFX::DelayTimeToFrames(float in_fDelayTimeMs, uint32_t in_uSampleRate)
@@ -193,6 +210,6 @@ void OvDelayFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
         // Updated inside the loop, so only the first channel ramps; intended.
         m_fPrevWetLevel = params.fWetLevel;
         if (fFeedback > 0.0f)
-            std::memcpy(pFeedback, pIn, size_t(uFrames) * sizeof(float));
+            HoldToCeiling(pIn, pFeedback, uFrames);
     }
 }
