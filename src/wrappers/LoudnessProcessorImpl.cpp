@@ -44,10 +44,11 @@ void LoudnessProcessorImpl::SetBypass(bool bypass)
 
 namespace {
 
-// The gain is clamped to +-60 dB: measured gains lie within +-30 or so, and
-// 1e6 dB would be infinite. The target level, with no caller yet, to
-// [-60, 0] dB: a loudness above full scale means nothing.
-constexpr float kMaxGainDb = 60.0f;
+// The gain is clamped to +-40 dB: measured gains lie within +-25 or so, 1e6
+// dB would be infinite, and the boosts of all the chain's effects together
+// must stay well within the float range. The target level, with no caller
+// yet, to [-60, 0] dB: a loudness above full scale means nothing.
+constexpr float kMaxGainDb = 40.0f;
 constexpr float kMinTargetDb = -60.0f;
 
 }  // namespace

@@ -24,7 +24,7 @@ public:
     void SetBypass(bool bypass) override;
     // Drops a pending ramp: the current gain jumps to the target.
     void Reset() override { fCurrentGain = fTargetGain; }
-    // Gain in dB (+-60) and peak (kept, not used). A changed gain applies
+    // Gain in dB (+-40) and peak (kept, not used). A changed gain applies
     // without a ramp. A NaN keeps the previous value.
     void SetParams(const LoudnessInfo& info) override;
     // dB (-60 to 0); takes effect with the next change of gain or bypass.

@@ -13,15 +13,16 @@ float OvCompressorFXParams::FieldInDomain(uint16_t in_uID, float in_fValue,
     const float inf = INFINITY;
     switch (in_uID) {
     case OV_COMPRESSORFXPARAM_PREGAIN_ID:
-        // Gains are clamped to +-60 dB, beyond any make-up gain: the float
-        // block keeps vast headroom there, and 1e6 dB would be infinite.
+        // Gains are clamped to +-40 dB, beyond any make-up gain: 1e6 dB would
+        // be infinite, and the boosts of all the chain's effects together
+        // must stay well within the float range.
         return OV::DbToLinearInDomain(in_fValue, -OV_COMPRESSOR_MAX_GAIN_DB, OV_COMPRESSOR_MAX_GAIN_DB,
                                       in_current.fPreGain);
     case OV_COMPRESSORFXPARAM_POSTGAIN_ID:
         return OV::DbToLinearInDomain(in_fValue, -OV_COMPRESSOR_MAX_GAIN_DB, OV_COMPRESSOR_MAX_GAIN_DB,
                                       in_current.fPostGain);
     case OV_COMPRESSORFXPARAM_THRESHOLD_ID:
-        // The threshold is clamped to [-120, 60] dB: the detector's floor is
+        // The threshold is clamped to [-120, 40] dB: the detector's floor is
         // -250 dB, so nothing lower changes what is compressed, and the top
         // matches the largest pre gain. At +-inf the gain state would become NaN.
         return OV::ClampToDomain(in_fValue, OV_COMPRESSOR_MIN_THRESHOLD_DB, OV_COMPRESSOR_MAX_THRESHOLD_DB,

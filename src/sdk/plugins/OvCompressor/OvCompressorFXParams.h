@@ -26,9 +26,9 @@ constexpr uint32_t OV_COMPRESSORFXPARAM_NUM = 9;
 
 // Bounds of the float fields' domains; FieldInDomain says why each is where
 // it is. The multiband compressor's bands use them too.
-constexpr float OV_COMPRESSOR_MAX_GAIN_DB = 60.0f;        // pre and post gain, +-
+constexpr float OV_COMPRESSOR_MAX_GAIN_DB = 40.0f;        // pre and post gain, +-
 constexpr float OV_COMPRESSOR_MIN_THRESHOLD_DB = -120.0f;
-constexpr float OV_COMPRESSOR_MAX_THRESHOLD_DB = 60.0f;
+constexpr float OV_COMPRESSOR_MAX_THRESHOLD_DB = 40.0f;
 constexpr float OV_COMPRESSOR_MIN_RATIO = 1.0f;           // no upper bound
 constexpr float OV_COMPRESSOR_MAX_TIME_S = 60.0f;         // attack and release, from 0
 constexpr float OV_COMPRESSOR_MAX_RANGE_DB = 0.0f;        // no lower bound

@@ -24,9 +24,9 @@ bool Differs(float in_fA, float in_fB)
 // The loop gain is F * (1 + wet level), since what is fed back is the whole
 // output; at 1 or more (feedback 0.8 with the wet level at 0 dB, say) the
 // echoes grow without bound. What is fed back is therefore held to +-1000
-// (+60 dBFS, the reach of the largest make-up gain): such a loop saturates
-// there, finite, and the limiter brings it down. Material that decays never
-// gets near it.
+// (+60 dBFS), far above any level music reaches: such a loop saturates
+// there, finite, and the limiter brings it down. A NaN from upstream is fed
+// back as silence, so that it cannot circulate for ever.
 constexpr float kFeedbackCeiling = 1000.0f;
 
 // Copies in_uFrames samples into out_pFed, held to +-kFeedbackCeiling.
@@ -34,7 +34,8 @@ void HoldToCeiling(const float* in_pOutput, float* out_pFed, uint32_t in_uFrames
 {
     for (uint32_t i = 0; i < in_uFrames; ++i) {
         const float x = in_pOutput[i];
-        out_pFed[i] = x > kFeedbackCeiling ? kFeedbackCeiling : (x < -kFeedbackCeiling ? -kFeedbackCeiling : x);
+        const float fHeld = x > kFeedbackCeiling ? kFeedbackCeiling : (x < -kFeedbackCeiling ? -kFeedbackCeiling : x);
+        out_pFed[i] = fHeld == fHeld ? fHeld : 0.0f;
     }
 }
 

@@ -8,10 +8,12 @@
 
 namespace {
 
-// Gains, bands and output, are clamped to +-60 dB: far beyond any musical
-// boost or cut, and 1e6 dB or an infinity would make the design's amplitude
-// infinite or zero.
-constexpr float kMaxGainDb = 60.0f;
+// Gains, bands and output, are clamped to +-24 dB, as the parametric EQ's
+// are: 1e6 dB or an infinity would make the design's amplitude infinite or
+// zero, and up to 30 bands can pile up at one frequency (at 45 % of the rate,
+// where the design holds them), whose boosts add; at 24 dB each the sum stays
+// within the float range.
+constexpr float kMaxGainDb = 24.0f;
 // The start frequency is clamped to 1 Hz or above: at 0 or below the band
 // frequencies vanish or turn negative. Every band is then held to 45 % of the
 // rate by the design, which also moves one whose float poles would not be

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Every gain (band input and output, input, output) is clamped to +-60 dB,
+// Every gain (band input and output, input, output) is clamped to +-40 dB,
 // and each band's threshold, ratio, attack, release and range to the
 // single-band compressor's domains, for the same reasons (see
 // OvCompressorFXParams::FieldInDomain). A NaN keeps the previous value.
