@@ -1,8 +1,9 @@
 // Settings and bypass bookkeeping shared by the sine-modulated effects
 // (tremolo, vibrato). Frequency (1 to 1000 Hz) and range (0 to 1) are stored
 // by SetParams and applied by the effect at the top of its next block.
-// Leaving bypass, or Reset, asks the effect to restart its table positions at
-// the next block. TInterface is the effect's interface.
+// Leaving bypass, or Reset, asks the effect to start over at the next block:
+// table positions at 0 and, in the vibrato, a silent ring. TInterface is the
+// effect's interface.
 #pragma once
 
 #include <cmath>
@@ -12,7 +13,14 @@ template <class TInterface>
 class SineModulationProcessor : public TInterface {
 public:
     void SetBypass(bool bypass_) override { bypass = bypass_; }
-    void Reset() override { resetPending = true; }
+    // Starts over as a new effect would: a restart at the next block, and the
+    // bypass taken as just left, so the vibrato fades in from dry over that
+    // block as it does when first switched on. A bypassed effect stays so.
+    void Reset() override
+    {
+        resetPending = true;
+        bypassPrev = true;
+    }
 
     // Freq's domain is [1, 1000] Hz: the tables are sized at Init for one
     // period at 1 Hz. Above 1000 Hz it is clamped to 1000. Below 1 Hz, and
