@@ -63,8 +63,8 @@ OvResult OvDelayFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pConte
     m_uNumChannels = in_format.channelConfig.uNumChannels;
     m_uMaxFrames = in_pContext->GetGlobalContext()->GetMaxFrames();
     m_fPrevDelayTime = m_pParams->fDelayTime;
-    m_fPrevDryLevel = m_pParams->fDryLevel;
-    m_fPrevWetLevel = m_pParams->fWetLevel;
+    m_fInitDryLevel = m_fPrevDryLevel = m_pParams->fDryLevel;
+    m_fInitWetLevel = m_fPrevWetLevel = m_pParams->fWetLevel;
     m_fPrevFeedback = m_pParams->fFeedback;
     m_uDelayFrames = DelayTimeToFrames(m_pParams->fDelayTime, m_uSampleRate);
 
@@ -128,7 +128,11 @@ OvResult OvDelayFX::Shutdown(IOvMemAlloc* in_pAllocator)
 
 OvResult OvDelayFX::Reset()
 {
+    // Silent lines, and the level ramps start again from where Init left
+    // them, as in a new effect.
     ClearLines();
+    m_fPrevDryLevel = m_fInitDryLevel;
+    m_fPrevWetLevel = m_fInitWetLevel;
     return OV_Success;
 }
 
