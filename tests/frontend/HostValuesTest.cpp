@@ -270,7 +270,7 @@ TEST(HostValues, AnyValuesInAnySetterBetweenPushesKeepTheOutputFinite)
         double energy = 0;
         for (size_t i = out.size() / 2; i < out.size(); ++i)
             energy += double(out[i]) * out[i];
-        EXPECT_GT(energy / double(out.size() / 2), 1e-4);
+        EXPECT_GT(energy / double(out.size() / 2), 1e-6);
         fx->Destroy();
     }
 }
