@@ -1,5 +1,6 @@
 #include "effects/VibratoProcessorImpl.h"
 
+#include <algorithm>
 #include <cmath>
 #include <new>
 
@@ -105,11 +106,13 @@ void VibratoProcessorImpl::Process(float* samples, bool* /*draining*/, uint32_t*
     }
     if (!delayTable)
         return;
-    // A restart resets the positions; the ring keeps what it held.
+    // A restart (Reset, or leaving bypass) resets the positions and silences
+    // the ring, so that nothing from before it is heard again.
     const bool crossfade = TakeBypassChange();
     if (TakeResetPending()) {
         ringWriteIndex = 0;
         delayTableIndex = 0;
+        std::fill(ringBuffers[0], ringBuffers[0] + size_t(channels) * ringLength, 0.0);
     }
 
     const uint32_t count = *frames < maxFrames ? *frames : maxFrames;

@@ -6,7 +6,8 @@
 // ringLength * (1 - range) and ringLength frames. Init takes the ring and
 // room for the longest table (sampleRate doubles, at 1 Hz), so a change of
 // Freq rebuilds the table without taking memory. A change of bypass runs one
-// block that crossfades linearly between dry and wet.
+// block that crossfades linearly between dry and wet. Leaving bypass and
+// Reset start over with a silent ring, as a new effect does.
 #pragma once
 
 #include <cstdint>

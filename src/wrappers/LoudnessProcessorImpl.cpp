@@ -4,6 +4,7 @@
 #include <new>
 
 #include "ov/OvGainRamp.h"
+#include "ov/OvParamValues.h"
 
 LoudnessProcessor* LoudnessProcessor::Create()
 {
@@ -41,11 +42,31 @@ void LoudnessProcessorImpl::SetBypass(bool bypass)
     fTargetGain = bypass ? 1.0f : LinearGain();
 }
 
+namespace {
+
+// The gain is clamped to +-40 dB: measured gains lie within +-25 or so, 1e6
+// dB would be infinite, and the boosts of all the chain's effects together
+// must stay well within the float range. The target level, with no caller
+// yet, to [-60, 0] dB: a loudness above full scale means nothing.
+constexpr float kMaxGainDb = 40.0f;
+constexpr float kMinTargetDb = -60.0f;
+
+}  // namespace
+
+void LoudnessProcessorImpl::SetTargetLevel(float targetLoudnessDb)
+{
+    // NaN keeps the previous value.
+    fTargetLoudness = OV::ClampToDomain(targetLoudnessDb, kMinTargetDb, 0.0f, fTargetLoudness);
+}
+
 void LoudnessProcessorImpl::SetParams(const LoudnessInfo& info)
 {
-    const bool changed = info.gain != fGain;
-    fGain = info.gain;
-    fPeak = info.peak;
+    // A NaN keeps the previous value; the peak, which nothing reads, is
+    // clamped to 0 or above.
+    const float gain = OV::ClampToDomain(info.gain, -kMaxGainDb, kMaxGainDb, fGain);
+    const bool changed = gain != fGain;
+    fGain = gain;
+    fPeak = OV::ClampToDomain(info.peak, 0.0f, INFINITY, fPeak);
     if (!changed)
         return;
     fTargetGain = bBypass ? 1.0f : LinearGain();

@@ -24,10 +24,11 @@ public:
     void SetBypass(bool bypass) override;
     // Drops a pending ramp: the current gain jumps to the target.
     void Reset() override { fCurrentGain = fTargetGain; }
-    // Gain in dB and peak (kept, not used). A changed gain applies without a ramp.
+    // Gain in dB (+-40) and peak (kept, not used). A changed gain applies
+    // without a ramp. A NaN keeps the previous value.
     void SetParams(const LoudnessInfo& info) override;
-    // dB; takes effect with the next change of gain or bypass.
-    void SetTargetLevel(float targetLoudnessDb) { fTargetLoudness = targetLoudnessDb; }
+    // dB (-60 to 0); takes effect with the next change of gain or bypass.
+    void SetTargetLevel(float targetLoudnessDb);
 
     float CurrentGain() const { return fCurrentGain; }
     float TargetGain() const { return fTargetGain; }

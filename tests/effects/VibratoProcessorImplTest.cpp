@@ -122,13 +122,16 @@ TEST(VibratoProcessorImpl, NoiseFollowsTheInterpolatedRingThroughRangeAndFreqCha
     }
 }
 
-TEST(VibratoProcessorImpl, BypassChangesCrossfadeOverOneBlock)
+// Into bypass the wet signal fades out over one block; out of it, and after
+// a Reset, the effect starts over as a new one: positions at the start, a
+// silent ring (nothing from before is heard again) and the new effect's fade
+// in from dry.
+TEST(VibratoProcessorImpl, BypassFadesOutAndLeavingItOrResetStartsOverAsNew)
 {
     for (uint32_t frames : {1u, 7u, 512u}) {
-        // a switches bypass; b runs the same audio without it, giving the wet
-        // signal, and takes a Reset where a leaves bypass.
+        // a switches bypass; b runs the same audio without it, giving the wet signal.
         Vibrato a(frames, 2, 48000, 3.0, 0.7), b(frames, 2, 48000, 3.0, 0.7);
-        const std::vector<float> input = Noise(size_t(frames) * 2 * 20, frames);
+        const std::vector<float> input = Noise(size_t(frames) * 2 * 40, frames);
         size_t index = 0;
         auto next = [&] {
             const auto at = input.begin() + ptrdiff_t(index++ * frames * 2);
@@ -138,39 +141,34 @@ TEST(VibratoProcessorImpl, BypassChangesCrossfadeOverOneBlock)
             v.Run(samples.data(), frames);
             return samples;
         };
-        auto same = [&] {
+        auto same = [&](Vibrato& x, Vibrato& y) {
             const std::vector<float> block = next();
-            return run(a, block) == run(b, block);
-        };
-        // Gains in steps of 1/N from the start gains: into bypass dry rises
-        // from 0, out of it falls from 1.
-        auto checkFade = [&](bool intoBypass) {
-            const std::vector<float> dry = next();
-            const std::vector<float> mixed = run(a, dry);
-            const std::vector<float> wet = run(b, dry);
-            for (uint32_t i = 0; i < frames * 2; ++i) {
-                const double t = double(i % frames) / frames;
-                const double dryGain = intoBypass ? t : 1.0 - t;
-                ASSERT_NEAR(mixed[i], wet[i] * (1.0 - dryGain) + dry[i] * dryGain, 1e-6)
-                    << frames << " at " << i;
-            }
+            return run(x, block) == run(y, block);
         };
         while (index < 8)
-            ASSERT_TRUE(same());
+            ASSERT_TRUE(same(a, b));
+        // Gains in steps of 1/N from the start gains: dry rises from 0.
         a.fx->SetBypass(true);
-        checkFade(true);
+        const std::vector<float> dry = next();
+        const std::vector<float> mixed = run(a, dry);
+        const std::vector<float> wet = run(b, dry);
+        for (uint32_t i = 0; i < frames * 2; ++i) {
+            const double dryGain = double(i % frames) / frames;
+            ASSERT_NEAR(mixed[i], wet[i] * (1.0 - dryGain) + dry[i] * dryGain, 1e-6) << frames << " at " << i;
+        }
         // Bypassed: untouched, and the ring is not fed.
         for (int k = 0; k < 3; ++k) {
             const std::vector<float> block = next();
             ASSERT_EQ(run(a, block), block);
         }
-        // Out of bypass the positions restart, and the ring still holds what
-        // it held when bypass began.
         a.fx->SetBypass(false);
-        b.fx->Reset();
-        checkFade(false);
-        while (index < 20)
-            ASSERT_TRUE(same());
+        Vibrato fresh(frames, 2, 48000, 3.0, 0.7);
+        while (index < 24)
+            ASSERT_TRUE(same(a, fresh)) << frames << ", block " << index;
+        a.fx->Reset();
+        Vibrato again(frames, 2, 48000, 3.0, 0.7);
+        while (index < 40)
+            ASSERT_TRUE(same(a, again)) << frames << ", block " << index;
     }
 }
 

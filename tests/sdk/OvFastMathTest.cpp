@@ -29,4 +29,19 @@ TEST(OvFastMath, Log10AndPow10FollowTheLibrary)
     EXPECT_TRUE(std::isfinite(OV::FastPow10(60.0f)) && OV::FastPow10(60.0f) > 1e38f);
 }
 
+// Values no setting should let through still give defined results: infinities
+// saturate, NaN stays NaN in the power and is finite in the logarithm.
+TEST(OvFastMath, NonFiniteInputsGiveDefinedResults)
+{
+    const float inf = INFINITY;
+    EXPECT_EQ(OV::FastPow10(-inf), 0.0f);
+    EXPECT_EQ(OV::FastPow10FromDb(-inf), 0.0f);
+    EXPECT_TRUE(std::isfinite(OV::FastPow10(inf)) && OV::FastPow10(inf) > 1e38f);
+    EXPECT_TRUE(std::isnan(OV::FastPow10(NAN)));
+    EXPECT_TRUE(std::isnan(OV::FastPow10FromDb(-NAN)));
+    for (float x : {inf, -inf, float(NAN), 0.0f, 1e-45f})
+        EXPECT_TRUE(std::isfinite(OV::FastLog10(x))) << x;
+    EXPECT_NEAR(OV::FastLog10(inf), 128 * 0.30103, 1e-3);
+}
+
 }  // namespace

@@ -120,9 +120,17 @@ TEST(ParamBlocks, EveryPackedBlockReadsBackFieldForField)
                                       });
 
     OvMultibandCompressorFXParams::BlockValues multiband = {};
-    for (uint32_t b = 0; b < 5; ++b)
-        for (uint32_t k = 0; k < 7; ++k)
-            multiband.fBand[b][k] = float(10 * b + k) * 0.5f - 12.0f;
+    // Distinct values, each within its field's domain.
+    for (uint32_t b = 0; b < 5; ++b) {
+        float* band = multiband.fBand[b];
+        band[OV_MBCFXPARAM_BAND_INPUTGAIN] = float(b) - 6.0f;
+        band[OV_MBCFXPARAM_BAND_THRESHOLD] = -10.0f - float(b);
+        band[OV_MBCFXPARAM_BAND_RATIO] = 2.0f + float(b);
+        band[OV_MBCFXPARAM_BAND_ATTACK] = 0.01f * float(b + 1);
+        band[OV_MBCFXPARAM_BAND_RELEASE] = 0.1f * float(b + 1);
+        band[OV_MBCFXPARAM_BAND_RANGE] = -3.0f * float(b);
+        band[OV_MBCFXPARAM_BAND_OUTPUTGAIN] = 0.5f * float(b);
+    }
     for (uint32_t e = 0; e < 4; ++e)
         multiband.fCrossover[e] = 200.0f * float(e + 1);
     multiband.fOutputGainDb = -4.0f;

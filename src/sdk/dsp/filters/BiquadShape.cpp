@@ -3,11 +3,22 @@
 #include <algorithm>
 #include <cmath>
 
-bool DesignBiquadShape(OvBiquadCoefs& io_filter, uint32_t in_uShape, float in_fSampleRate,
-                       float in_fFrequencyHz, float in_fA, float in_fQ)
+namespace {
+
+struct Coefs {
+    float b0, b1, b2, a1, a2;  // divided by a0
+};
+
+// Both poles of z^2 + a1 z + a2 strictly inside the unit circle (the
+// stability triangle); false for NaN.
+bool PolesInside(const Coefs& in_c)
 {
-    const float fs = in_fSampleRate;
-    const float f = std::min(in_fFrequencyHz, fs * OV_BIQUAD_MAX_FREQUENCY_RATIO);
+    return in_c.a2 < 1.0f && in_c.a2 > -1.0f && std::fabs(in_c.a1) < 1.0f + in_c.a2;
+}
+
+// The formulas of one shape at frequency f; false for a shape outside the table.
+bool DesignAt(Coefs& out_c, uint32_t in_uShape, float fs, float f, float in_fA, float in_fQ)
+{
     const float w = 6.2831855f * f / fs;
     const float sinW = std::sin(w);
     const float C = std::cos(w);
@@ -107,6 +118,36 @@ bool DesignBiquadShape(OvBiquadCoefs& io_filter, uint32_t in_uShape, float in_fS
     default:
         return false;
     }
-    io_filter.SetCoefs(b0 / a0, b1 / a0, b2 / a0, a1 / a0, a2 / a0);
+    out_c = {b0 / a0, b1 / a0, b2 / a0, a1 / a0, a2 / a0};
+    return true;
+}
+
+}  // namespace
+
+bool DesignBiquadShape(OvBiquadCoefs& io_filter, uint32_t in_uShape, float in_fSampleRate,
+                       float in_fFrequencyHz, float in_fA, float in_fQ)
+{
+    const float fs = in_fSampleRate;
+    // The frequency is held to (1e-6 of the rate, 45 % of it]; NaN counts as the bottom.
+    const float fLowest = fs * OV_BIQUAD_MIN_FREQUENCY_RATIO;
+    float f = std::min(in_fFrequencyHz, fs * OV_BIQUAD_MAX_FREQUENCY_RATIO);
+    if (!(f > fLowest))
+        f = fLowest;
+    Coefs c;
+    if (!DesignAt(c, in_uShape, fs, f, in_fA, in_fQ))
+        return false;
+    // Rounded to float, the coefficients cannot hold poles very close to
+    // z = 1: low enough (below about 4e-4 of the rate with extreme Q or gain)
+    // a design lands on or outside the unit circle and grows without bound.
+    // Such a design is moved up a semitone at a time until its poles are
+    // inside; a stable design is never moved. Nothing stable within 20
+    // octaves (only a non-finite gain or Q) leaves the filter as it was.
+    for (int step = 0; !PolesInside(c); ++step) {
+        if (step == OV_BIQUAD_MAX_RAISE_STEPS || f >= fs * OV_BIQUAD_MAX_FREQUENCY_RATIO)
+            return true;
+        f = std::min(f * 1.0594631f, fs * OV_BIQUAD_MAX_FREQUENCY_RATIO);
+        DesignAt(c, in_uShape, fs, f, in_fA, in_fQ);
+    }
+    io_filter.SetCoefs(c.b0, c.b1, c.b2, c.a1, c.a2);
     return true;
 }

@@ -23,10 +23,16 @@ enum OvBiquadShape : uint32_t {
 
 // Highest design frequency as a fraction of the sample rate.
 constexpr float OV_BIQUAD_MAX_FREQUENCY_RATIO = 0.5f * 0.9f;
+// Lowest one, where a frequency of 0, below or NaN lands.
+constexpr float OV_BIQUAD_MIN_FREQUENCY_RATIO = 1e-6f;
+// Semitone steps an unstable design may be moved up (20 octaves).
+constexpr int OV_BIQUAD_MAX_RAISE_STEPS = 240;
 
-// Designs in_uShape at in_fFrequencyHz (clamped to 45 % of the rate) with the
-// shelf/peak amplitude in_fA (10^(gainDb/40)) and in_fQ, normalises by a0 and
-// stores the result in io_filter. Returns false, leaving io_filter as it was,
-// for a shape outside the table.
+// Designs in_uShape at in_fFrequencyHz (held to 1e-6 .. 45 % of the rate) with
+// the shelf/peak amplitude in_fA (10^(gainDb/40)) and in_fQ, normalises by a0
+// and stores the result in io_filter. A design whose float poles would not lie
+// inside the unit circle is moved up in frequency until they do (far below
+// any audible setting); see the .cpp. Returns false, leaving io_filter as it
+// was, for a shape outside the table. in_fA and in_fQ must be positive.
 bool DesignBiquadShape(OvBiquadCoefs& io_filter, uint32_t in_uShape, float in_fSampleRate,
                        float in_fFrequencyHz, float in_fA, float in_fQ);

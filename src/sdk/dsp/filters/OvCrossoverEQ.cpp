@@ -17,6 +17,7 @@ constexpr float kQuarterPi = 0.7853982f;
 constexpr float kSqrt2 = 1.4142135f;
 constexpr int kButterworthLowPass = 3;
 constexpr int kButterworthHighPass = 4;
+constexpr float kMinFrequencyRatio = 1e-4f;
 
 // Filter indices of each edge within a channel; see the table in the header.
 struct EdgeLayout {
@@ -65,7 +66,12 @@ void OvCrossoverEQ::SetEdge(uint32_t in_uEdge, float in_fSampleRate, float in_fF
     OV_ASSERT(in_uEdge < MAX_CROSSOVER_BANDS-1);
     if (in_uEdge >= kNumEdges || !m_pFilters)
         return;
-    const float f = std::min(in_fFrequencyHz, in_fSampleRate * 0.5f * 0.9f);
+    // The edge is held to [1e-4, 0.45] of the rate (NaN to the bottom): below
+    // about 5e-5 the float filters of both orders lose their poles outside
+    // the unit circle.
+    float f = std::min(in_fFrequencyHz, in_fSampleRate * 0.5f * 0.9f);
+    if (!(f > in_fSampleRate * kMinFrequencyRatio))
+        f = in_fSampleRate * kMinFrequencyRatio;
     const float x = kPi * f / in_fSampleRate;
 
     const EdgeLayout& layout = m_bFourthOrder ? kFourthOrderLayout[in_uEdge] : kSecondOrderLayout[in_uEdge];
@@ -96,8 +102,8 @@ void OvCrossoverEQ::SetEdge(uint32_t in_uEdge, float in_fSampleRate, float in_fF
         OvBiquad* filters = m_pFilters + c * m_uNumBands;
         if (m_bFourthOrder) {
             for (int i = 0; i < 2; ++i) {
-                DesignBiquad(filters[layout.low[i]], kButterworthLowPass, in_fSampleRate, in_fFrequencyHz, 0.0f, 0.0f);
-                DesignBiquad(filters[layout.high[i]], kButterworthHighPass, in_fSampleRate, in_fFrequencyHz, 0.0f, 0.0f);
+                DesignBiquad(filters[layout.low[i]], kButterworthLowPass, in_fSampleRate, f, 0.0f, 0.0f);
+                DesignBiquad(filters[layout.high[i]], kButterworthHighPass, in_fSampleRate, f, 0.0f, 0.0f);
             }
         } else {
             filters[layout.low[0]].SetCoefs(low.b0, low.b1, low.b2, low.a1, low.a2);

@@ -9,7 +9,8 @@
 
 namespace OV {
 
-// log10 of |x|: exponent plus a short atanh series of the mantissa.
+// log10 of |x|: exponent plus a short atanh series of the mantissa. Any bit
+// pattern gives a finite result: 0 about -38.2, infinities and NaN about 38.5.
 inline float FastLog10(float in_fX)
 {
     uint32_t uBits;
@@ -23,11 +24,15 @@ inline float FastLog10(float in_fX)
 }
 
 // 10^x: x scaled into the float's exponent field, the mantissa's fraction
-// refined by a quadratic. 0 below x = -37; FastPow10(0) is 0.999039, intended.
+// refined by a quadratic. 0 below x = -37 (-inf included); +inf saturates
+// near the largest finite float; NaN gives NaN, never an integer conversion
+// of it. FastPow10(0) is 0.999039, intended.
 inline float FastPow10(float in_fX)
 {
     if (in_fX < -37.0f)
         return 0.0f;
+    if (in_fX != in_fX)
+        return in_fX;
     float fBits = in_fX * 27866352.0f + 1065353216.0f;
     if (fBits > 2139094912.0f)  // saturate near the largest finite float
         fBits = 2139094912.0f;

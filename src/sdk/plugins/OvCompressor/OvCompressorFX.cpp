@@ -31,8 +31,8 @@ OvResult OvCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_p
                                                m_Values.bChannelLink);
     if (eResult != OV_Success)
         return eResult;
-    m_fPrevPreGain = m_Values.fPreGain;
-    m_fPrevPostGain = m_Values.fPostGain;
+    m_fInitPreGain = m_fPrevPreGain = m_Values.fPreGain;
+    m_fInitPostGain = m_fPrevPostGain = m_Values.fPostGain;
 
     const uint16_t uMaxFrames = uint16_t(m_FXInfo.uMaxFrames);
     if (m_Buffer.AllocateSamples(m_pAllocator, in_format.channelConfig, uMaxFrames) != OV_Success ||
@@ -54,6 +54,9 @@ OvResult OvCompressorFX::Shutdown(IOvMemAlloc* in_pAllocator)
 OvResult OvCompressorFX::Reset()
 {
     m_Compressor.Reset();
+    // The gain ramps start again from where Init left them, as in a new effect.
+    m_fPrevPreGain = m_fInitPreGain;
+    m_fPrevPostGain = m_fInitPostGain;
     return OV_Success;
 }
 

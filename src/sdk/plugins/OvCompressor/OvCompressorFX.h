@@ -21,7 +21,8 @@ public:
     OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
                   const OvStreamFormat& in_format) override;
     OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
-    // Clears the detector; the previous gains stay.
+    // Clears the detector and starts the gain ramps again from the gains
+    // Init saw, as a new effect would: the next block ramps to the present ones.
     OvResult Reset() override;
     void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
     // As ProcessBlock, with the detector listening to in_pKey (same channel
@@ -48,6 +49,8 @@ private:
     FXInfo m_FXInfo;
     float m_fPrevPreGain = 1.0f;   // linear
     float m_fPrevPostGain = 1.0f;  // linear
+    float m_fInitPreGain = 1.0f;   // linear, as Init saw them
+    float m_fInitPostGain = 1.0f;
     OvPipelineBuffer m_Buffer;     // the signal being compressed
     OvPipelineBuffer m_KeyBuffer;  // the key of ProcessBlockWithKey
     IOvEffectContext* m_pContext = nullptr;

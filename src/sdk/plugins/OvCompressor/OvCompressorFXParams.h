@@ -1,7 +1,8 @@
 // Parameter block of the compressor plug-in. Gains are set in dB and stored
 // linear; threshold and range in dB (range zero or negative), attack and
-// release in seconds (10-90 % times). Values are not clamped. Every SetParam
-// marks its ID; the effect reads all values at the top of each block.
+// release in seconds (10-90 % times). SetParam and SetAllParams hold every
+// value to its domain (below) and keep the previous value for a NaN. Every
+// SetParam marks its ID; the effect reads all values at the top of each block.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +23,15 @@ enum OvCompressorFXParamID : uint16_t {
 };
 
 constexpr uint32_t OV_COMPRESSORFXPARAM_NUM = 9;
+
+// Bounds of the float fields' domains; FieldInDomain says why each is where
+// it is. The multiband compressor's bands use them too.
+constexpr float OV_COMPRESSOR_MAX_GAIN_DB = 40.0f;        // pre and post gain, +-
+constexpr float OV_COMPRESSOR_MIN_THRESHOLD_DB = -120.0f;
+constexpr float OV_COMPRESSOR_MAX_THRESHOLD_DB = 40.0f;
+constexpr float OV_COMPRESSOR_MIN_RATIO = 1.0f;           // no upper bound
+constexpr float OV_COMPRESSOR_MAX_TIME_S = 60.0f;         // attack and release, from 0
+constexpr float OV_COMPRESSOR_MAX_RANGE_DB = 0.0f;        // no lower bound
 
 // The packed block, seven little-endian floats then two bytes: where each
 // field sits.
@@ -73,6 +83,11 @@ public:
     // changes nothing.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
     void MarkAllChanged() { m_ParamChangeHandler.MarkAllChanged(); }
+
+    // The value of one float field (not the two bytes) held to its domain,
+    // in the unit it is stored in: a gain in dB comes back linear. A NaN
+    // gives the field's present value.
+    static float FieldInDomain(uint16_t in_uID, float in_fValue, const OvCompressorFXParamStruct& in_current);
 
     OvFXParameterChangeHandler<OV_COMPRESSORFXPARAM_NUM> m_ParamChangeHandler;
     OvCompressorFXParamStruct m_Params;

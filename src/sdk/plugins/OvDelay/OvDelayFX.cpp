@@ -21,6 +21,24 @@ bool Differs(float in_fA, float in_fB)
     return std::memcmp(&in_fA, &in_fB, sizeof in_fA) != 0 && in_fA != in_fB;
 }
 
+// The loop gain is F * (1 + wet level), since what is fed back is the whole
+// output; at 1 or more (feedback 0.8 with the wet level at 0 dB, say) the
+// echoes grow without bound. What is fed back is therefore held to +-1000
+// (+60 dBFS), far above any level music reaches: such a loop saturates
+// there, finite, and the limiter brings it down. A NaN from upstream is fed
+// back as silence, so that it cannot circulate for ever.
+constexpr float kFeedbackCeiling = 1000.0f;
+
+// Copies in_uFrames samples into out_pFed, held to +-kFeedbackCeiling.
+void HoldToCeiling(const float* in_pOutput, float* out_pFed, uint32_t in_uFrames)
+{
+    for (uint32_t i = 0; i < in_uFrames; ++i) {
+        const float x = in_pOutput[i];
+        const float fHeld = x > kFeedbackCeiling ? kFeedbackCeiling : (x < -kFeedbackCeiling ? -kFeedbackCeiling : x);
+        out_pFed[i] = fHeld == fHeld ? fHeld : 0.0f;
+    }
+}
+
 }  // namespace
 
 uint32_t OvDelayFX::DelayTimeToFrames(float in_fDelayTimeMs, uint32_t in_uSampleRate)
@@ -45,8 +63,8 @@ OvResult OvDelayFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pConte
     m_uNumChannels = in_format.channelConfig.uNumChannels;
     m_uMaxFrames = in_pContext->GetGlobalContext()->GetMaxFrames();
     m_fPrevDelayTime = m_pParams->fDelayTime;
-    m_fPrevDryLevel = m_pParams->fDryLevel;
-    m_fPrevWetLevel = m_pParams->fWetLevel;
+    m_fInitDryLevel = m_fPrevDryLevel = m_pParams->fDryLevel;
+    m_fInitWetLevel = m_fPrevWetLevel = m_pParams->fWetLevel;
     m_fPrevFeedback = m_pParams->fFeedback;
     m_uDelayFrames = DelayTimeToFrames(m_pParams->fDelayTime, m_uSampleRate);
 
@@ -110,7 +128,11 @@ OvResult OvDelayFX::Shutdown(IOvMemAlloc* in_pAllocator)
 
 OvResult OvDelayFX::Reset()
 {
+    // Silent lines, and the level ramps start again from where Init left
+    // them, as in a new effect.
     ClearLines();
+    m_fPrevDryLevel = m_fInitDryLevel;
+    m_fPrevWetLevel = m_fInitWetLevel;
     return OV_Success;
 }
 
@@ -193,6 +215,6 @@ void OvDelayFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
         // Updated inside the loop, so only the first channel ramps; intended.
         m_fPrevWetLevel = params.fWetLevel;
         if (fFeedback > 0.0f)
-            std::memcpy(pFeedback, pIn, size_t(uFrames) * sizeof(float));
+            HoldToCeiling(pIn, pFeedback, uFrames);
     }
 }

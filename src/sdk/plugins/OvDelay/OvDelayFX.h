@@ -68,6 +68,8 @@ private:
     float m_fPrevDelayTime = 0.0f;
     float m_fPrevDryLevel = 1.0f;
     float m_fPrevWetLevel = 1.0f;
+    float m_fInitDryLevel = 1.0f;  // the levels Init saw, where Reset starts the ramps again
+    float m_fInitWetLevel = 1.0f;
     float m_fPrevFeedback = 0.0f;
     OvEffectInfo m_FXInfo;
     OvPipelineBuffer m_feedbackBuffer;  // owns its samples: MaxFrames * channels

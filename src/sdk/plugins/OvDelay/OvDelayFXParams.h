@@ -1,5 +1,7 @@
 // Parameters of OvDelayFX. Levels arrive in dB through SetParam and are kept
 // linear; the delay time is in milliseconds, the feedback a plain factor.
+// SetParam and SetAllParams hold each value to its domain (the .cpp states
+// them) and keep the previous value for a NaN.
 // A change only marks the ID; the effect reads it at its next block. A new
 // delay time also lets the effect take its new lines at once (PrepareForChange).
 #pragma once
@@ -49,4 +51,9 @@ public:
     float fDryLevel = 1.0f;     // linear
     float fWetLevel = 1.0f;     // linear
     float fFeedback = 0.15f;
+
+private:
+    // The value of field in_uID held to its domain, in the unit it is stored
+    // in (a level in dB comes back linear); a NaN gives the present value.
+    float FieldInDomain(uint16_t in_uID, float in_fValue) const;
 };

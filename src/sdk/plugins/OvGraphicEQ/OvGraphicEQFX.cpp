@@ -44,7 +44,7 @@ OvResult OvGraphicEQFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pC
     const OvResult eUpdate = UpdateFilters(m_FXParams);
     if (eUpdate != OV_Success)
         return eUpdate;
-    m_fPrevOutputGain = m_FXParams.fOutputGain;
+    m_fInitOutputGain = m_fPrevOutputGain = m_FXParams.fOutputGain;
     return OV_Success;
 }
 
@@ -57,7 +57,9 @@ OvResult OvGraphicEQFX::Shutdown(IOvMemAlloc* in_pAllocator)
 
 OvResult OvGraphicEQFX::Reset()
 {
+    // Silent memories, and the output gain ramps again from where Init left it.
     m_EQ.Reset();
+    m_fPrevOutputGain = m_fInitOutputGain;
     return OV_Success;
 }
 

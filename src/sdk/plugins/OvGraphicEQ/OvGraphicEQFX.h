@@ -19,6 +19,7 @@ public:
     OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
                   const OvStreamFormat& in_format) override;
     OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
+    // Clears the filter memories; the output gain ramps from Init's value again.
     OvResult Reset() override;
     void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
 
@@ -46,6 +47,7 @@ private:
     int m_iBandType[OV_GRAPHICEQ_MAX_BANDS] = {};
     float m_fBandQ = 1.0f;
     float m_fPrevOutputGain = 1.0f;
+    float m_fInitOutputGain = 1.0f;  // as Init saw it, where Reset starts the ramp again
     OvGraphicEQFXParamsBlock m_FXParams;
     FXInfo m_FXInfo;
 };

@@ -1,9 +1,67 @@
 #include "sdk/plugins/OvGraphicEQ/OvGraphicEQFXParams.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "ov/OvAssert.h"
 #include "ov/OvParamValues.h"
+
+namespace {
+
+// Gains, bands and output, are clamped to +-24 dB, as the parametric EQ's
+// are: 1e6 dB or an infinity would make the design's amplitude infinite or
+// zero, and up to 30 bands can pile up at one frequency (at 45 % of the rate,
+// where the design holds them), whose boosts add; at 24 dB each the sum stays
+// within the float range.
+constexpr float kMaxGainDb = 24.0f;
+// The start frequency is clamped to 1 Hz or above: at 0 or below the band
+// frequencies vanish or turn negative. Every band is then held to 45 % of the
+// rate by the design, which also moves one whose float poles would not be
+// stable (far below the audible range) upwards.
+constexpr float kMinFrequencyHz = 1.0f;
+// The bandwidth is clamped to [0.05, 8] octaves: the band Q it gives,
+// sqrt(2^b) / (2^b - 1), then stays within the shelf Qs' domain (28.8 down
+// to 0.063); at 0 octaves the Q is infinite, below 0 negative.
+constexpr float kMinBandwidthOctaves = 0.05f;
+constexpr float kMaxBandwidthOctaves = 8.0f;
+// Shelf Qs are clamped to [0.05, 40]: at 0 the design divides by zero, below
+// it the poles leave the unit circle.
+constexpr float kMinQ = 0.05f;
+constexpr float kMaxQ = 40.0f;
+// The band count is clamped to [3, 30]: the filter grid has room for 30, and
+// the shelves need a peak between them.
+constexpr uint32_t kMinBands = 3;
+
+// One float field, ID in_uID, held to its domain; in dB for the output gain,
+// which comes back linear. A NaN gives in_fPrevious.
+float FieldInDomain(uint16_t in_uID, float in_fValue, float in_fPrevious)
+{
+    switch (in_uID) {
+    case OV_GRAPHICEQ_ID_STARTFREQUENCY:
+        return OV::ClampToDomain(in_fValue, kMinFrequencyHz, INFINITY, in_fPrevious);
+    case OV_GRAPHICEQ_ID_BANDWIDTH:
+        return OV::ClampToDomain(in_fValue, kMinBandwidthOctaves, kMaxBandwidthOctaves, in_fPrevious);
+    case OV_GRAPHICEQ_ID_OUTPUTGAIN:
+        return OV::DbToLinearInDomain(in_fValue, -kMaxGainDb, kMaxGainDb, in_fPrevious);
+    case OV_GRAPHICEQ_ID_LOWSHELFQ:
+    case OV_GRAPHICEQ_ID_HIGHSHELFQ:
+        return OV::ClampToDomain(in_fValue, kMinQ, kMaxQ, in_fPrevious);
+    default:
+        return OvGraphicEQFXParams::BandGainInDomain(in_fValue, in_fPrevious);
+    }
+}
+
+uint32_t NumBandsInDomain(uint32_t in_uNumBands)
+{
+    return std::clamp(in_uNumBands, kMinBands, OV_GRAPHICEQ_MAX_BANDS);
+}
+
+}  // namespace
+
+float OvGraphicEQFXParams::BandGainInDomain(float in_fGainDb, float in_fPreviousDb)
+{
+    return OV::ClampToDomain(in_fGainDb, -kMaxGainDb, kMaxGainDb, in_fPreviousDb);
+}
 
 OvResult OvGraphicEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize)
 {
@@ -16,15 +74,22 @@ OvResult OvGraphicEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue, u
     if (in_pValue == nullptr || in_uSize < needed)
         return OV_BadParameter;  // nothing to read: refused
     const uint8_t* p = static_cast<const uint8_t*>(in_pValue);
+    // Each value is held to its domain first (FieldInDomain, NumBandsInDomain).
+    auto inDomain = [&](float in_fPrevious) { return FieldInDomain(in_uID, OV::ReadLE<float>(p), in_fPrevious); };
+    OvGraphicEQFXParamsBlock& v = m_Params;
     switch (in_uID) {
-    case OV_GRAPHICEQ_ID_STARTFREQUENCY: m_Params.fStartFrequency = OV::ReadLE<float>(p); break;
-    case OV_GRAPHICEQ_ID_BANDWIDTH: m_Params.fBandwidth = OV::ReadLE<float>(p); break;
-    case OV_GRAPHICEQ_ID_OUTPUTGAIN: m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p)); break;
-    case OV_GRAPHICEQ_ID_LOWSHELFQ: m_Params.fLowShelfQ = OV::ReadLE<float>(p); break;
-    case OV_GRAPHICEQ_ID_HIGHSHELFQ: m_Params.fHighShelfQ = OV::ReadLE<float>(p); break;
-    case OV_GRAPHICEQ_ID_NUMBANDS: m_Params.uNumBands = OV::ReadLE<uint32_t>(p); break;
-    case OV_GRAPHICEQ_ID_SHELVES: m_Params.bShelves = p[0]; break;
-    default: m_Params.fBandGain[in_uID - OV_GRAPHICEQ_ID_BANDGAIN0] = OV::ReadLE<float>(p); break;
+    case OV_GRAPHICEQ_ID_STARTFREQUENCY: v.fStartFrequency = inDomain(v.fStartFrequency); break;
+    case OV_GRAPHICEQ_ID_BANDWIDTH: v.fBandwidth = inDomain(v.fBandwidth); break;
+    case OV_GRAPHICEQ_ID_OUTPUTGAIN: v.fOutputGain = inDomain(v.fOutputGain); break;
+    case OV_GRAPHICEQ_ID_LOWSHELFQ: v.fLowShelfQ = inDomain(v.fLowShelfQ); break;
+    case OV_GRAPHICEQ_ID_HIGHSHELFQ: v.fHighShelfQ = inDomain(v.fHighShelfQ); break;
+    case OV_GRAPHICEQ_ID_NUMBANDS: v.uNumBands = NumBandsInDomain(OV::ReadLE<uint32_t>(p)); break;
+    case OV_GRAPHICEQ_ID_SHELVES: v.bShelves = p[0]; break;
+    default: {
+        float& gain = v.fBandGain[in_uID - OV_GRAPHICEQ_ID_BANDGAIN0];
+        gain = inDomain(gain);
+        break;
+    }
     }
     m_ParamChangeHandler.MarkChanged(in_uID);
     return OV_Success;
@@ -40,15 +105,20 @@ OvResult OvGraphicEQFXParams::SetAllParams(const void* in_pParamsBlock, uint32_t
     const uint32_t uBlockBytes = OvGraphicEQBlockBytes(uNumBands);
     if (in_uBlockSize < uBlockBytes)
         return OV_BadParameter;
-    m_Params.fStartFrequency = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_STARTFREQUENCY);
-    m_Params.fBandwidth = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_BANDWIDTH);
-    m_Params.fOutputGain = OV::DbToLinear(OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_OUTPUTGAIN));
-    m_Params.fLowShelfQ = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_LOWSHELFQ);
-    m_Params.fHighShelfQ = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_HIGHSHELFQ);
-    m_Params.bShelves = p[OV_GRAPHICEQ_OFFSET_SHELVES];
-    m_Params.uNumBands = uNumBands;
+    // The same domains as SetParam.
+    OvGraphicEQFXParamsBlock& v = m_Params;
+    auto field = [&](uint16_t in_uID, uint32_t in_uOffset, float in_fPrevious) {
+        return FieldInDomain(in_uID, OV::ReadLE<float>(p + in_uOffset), in_fPrevious);
+    };
+    v.fStartFrequency = field(OV_GRAPHICEQ_ID_STARTFREQUENCY, OV_GRAPHICEQ_OFFSET_STARTFREQUENCY, v.fStartFrequency);
+    v.fBandwidth = field(OV_GRAPHICEQ_ID_BANDWIDTH, OV_GRAPHICEQ_OFFSET_BANDWIDTH, v.fBandwidth);
+    v.fOutputGain = field(OV_GRAPHICEQ_ID_OUTPUTGAIN, OV_GRAPHICEQ_OFFSET_OUTPUTGAIN, v.fOutputGain);
+    v.fLowShelfQ = field(OV_GRAPHICEQ_ID_LOWSHELFQ, OV_GRAPHICEQ_OFFSET_LOWSHELFQ, v.fLowShelfQ);
+    v.fHighShelfQ = field(OV_GRAPHICEQ_ID_HIGHSHELFQ, OV_GRAPHICEQ_OFFSET_HIGHSHELFQ, v.fHighShelfQ);
+    v.bShelves = p[OV_GRAPHICEQ_OFFSET_SHELVES];
+    v.uNumBands = NumBandsInDomain(uNumBands);
     for (uint32_t i = 0; i < uGainsRead; ++i)
-        m_Params.fBandGain[i] = OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_BANDGAIN0 + 4 * i);
+        v.fBandGain[i] = BandGainInDomain(OV::ReadLE<float>(p + OV_GRAPHICEQ_OFFSET_BANDGAIN0 + 4 * i), v.fBandGain[i]);
     m_ParamChangeHandler.MarkAllChanged();
     OV_CHECK_BLOCK_END(in_uBlockSize, uBlockBytes);
     return OV_Success;

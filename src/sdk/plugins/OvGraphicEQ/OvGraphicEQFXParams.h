@@ -1,7 +1,9 @@
 // Parameters of the constant-Q graphic EQ. IDs: 0 start frequency (Hz),
 // 1 bandwidth (octaves), 2 output gain (SetParam takes dB, stored linear),
 // 3 low shelf Q, 4 high shelf Q, 5 band count (3 to 30), 6 + i gain of band i
-// (dB), 36 shelves on. Values are stored unclamped. Packed block: f32 start,
+// (dB), 36 shelves on. SetParam and SetAllParams hold every value to its
+// domain and keep the previous value for a NaN (the .cpp states each domain);
+// values inside the domains are stored as given. Packed block: f32 start,
 // f32 bandwidth, f32 output gain dB, f32 low Q, f32 high Q, u8 shelves,
 // u32 band count, then that many f32 gains (the offsets below).
 #pragma once
@@ -77,6 +79,10 @@ public:
     // gains beyond the 30th are not read.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
     void MarkAllChanged() { m_ParamChangeHandler.MarkAllChanged(); }
+
+    // A band gain in dB held to its domain; a NaN gives in_fPreviousDb. For
+    // writers of fBandGain that do not go through SetParam.
+    static float BandGainInDomain(float in_fGainDb, float in_fPreviousDb);
 
     OvFXParameterChangeHandler<37> m_ParamChangeHandler;
     OvGraphicEQFXParamsBlock m_Params;

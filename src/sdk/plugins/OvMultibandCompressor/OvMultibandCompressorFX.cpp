@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "ov/IOvEffectContext.h"
 #include "ov/IOvGlobalContext.h"
@@ -50,6 +51,10 @@ OvResult OvMultibandCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectCont
     }
     m_fPrevInputGain = m_Values.fInputGain;
     m_fPrevOutputGain = m_Values.fOutputGain;
+    // Where Reset starts the gain ramps again.
+    m_InitGains = {m_fPrevInputGain, m_fPrevOutputGain, {}, {}};
+    std::copy(std::begin(m_fPrevBandInputGain), std::end(m_fPrevBandInputGain), m_InitGains.fBandInput);
+    std::copy(std::begin(m_fPrevBandOutputGain), std::end(m_fPrevBandOutputGain), m_InitGains.fBandOutput);
     return OV_Success;
 }
 
@@ -70,10 +75,21 @@ OvResult OvMultibandCompressorFX::Shutdown(IOvMemAlloc* in_pAllocator)
 
 OvResult OvMultibandCompressorFX::Reset()
 {
-    for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b)
+    // As a new effect: detectors, filter memories and band buffers silent,
+    // and every gain ramp starting again from where Init left it.
+    for (uint32_t b = 0; b < OV_MULTIBANDCOMPRESSOR_NUM_BANDS; ++b) {
         m_Compressor[b].Reset();
+        for (OvPipelineBuffer* pBuffer : {&m_BandSignal[b], &m_BandKey[b]})
+            if (pBuffer->GetData())
+                std::memset(pBuffer->GetData(), 0,
+                            size_t(pBuffer->MaxFrames()) * pBuffer->NumChannels() * sizeof(float));
+    }
     m_Crossover.Reset();
     m_KeyCrossover.Reset();
+    m_fPrevInputGain = m_InitGains.fInput;
+    m_fPrevOutputGain = m_InitGains.fOutput;
+    std::copy(std::begin(m_InitGains.fBandInput), std::end(m_InitGains.fBandInput), m_fPrevBandInputGain);
+    std::copy(std::begin(m_InitGains.fBandOutput), std::end(m_InitGains.fBandOutput), m_fPrevBandOutputGain);
     return OV_Success;
 }
 

@@ -26,7 +26,8 @@ public:
     OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
                   const OvStreamFormat& in_format) override;
     OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
-    // Clears the compressors and both crossovers' memories; gains stay.
+    // Clears the compressors, both crossovers' memories and the band buffers;
+    // the gain ramps start again from the gains Init saw.
     OvResult Reset() override;
     void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
     // in_pKey: same layout as io_pBuffer; it gets the input gain too and is
@@ -61,6 +62,10 @@ private:
     float m_fPrevOutputGain = 1.0f;  // linear
     float m_fPrevBandInputGain[OV_MULTIBANDCOMPRESSOR_NUM_BANDS] = {};
     float m_fPrevBandOutputGain[OV_MULTIBANDCOMPRESSOR_NUM_BANDS] = {};
+    struct InitGains {
+        float fInput, fOutput;
+        float fBandInput[OV_MULTIBANDCOMPRESSOR_NUM_BANDS], fBandOutput[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
+    } m_InitGains = {1.0f, 1.0f, {}, {}};  // linear, as Init saw them
     OvPipelineBuffer m_BandSignal[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
     OvPipelineBuffer m_BandKey[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
     IOvEffectContext* m_pContext = nullptr;

@@ -1,8 +1,10 @@
 // Parameter block of the multiband compressor: five bands of compressor
 // settings (IDs 7b to 7b + 6), four crossover edges (35-38, Hz), output gain
 // (39), switches (40-42), band count (43) and input gain (44). Gains are set
-// in dB and stored linear; the rest as given, unclamped. SetParam marks the
-// ID; the effect redesigns an edge only when its mark is set.
+// in dB and stored linear; the rest as given. SetParam and SetAllParams hold
+// every value to its domain (the .cpp states them) and keep the previous
+// value for a NaN. SetParam marks the ID; the effect redesigns an edge only
+// when its mark is set.
 #pragma once
 
 #include <cstdint>

@@ -26,7 +26,7 @@ OvResult OvParametricEQFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* /*
                 return OV_OutOfMemory;
     }
     m_pParams->SetAllBandsChanged();
-    m_fPrevOutputGain = std::pow(10.0f, m_pParams->fOutputGain * 0.05f);
+    m_fInitOutputGain = m_fPrevOutputGain = std::pow(10.0f, m_pParams->fOutputGain * 0.05f);
     return OV_Success;
 }
 
@@ -40,8 +40,16 @@ OvResult OvParametricEQFX::Shutdown(IOvMemAlloc* in_pAllocator)
 
 OvResult OvParametricEQFX::Reset()
 {
-    for (OvBiquadMulti& filter : m_Filters)
+    // As a new effect: silent memories, every band designed afresh at the
+    // next block (a band of unknown type then passes the signal, as it does
+    // after Init), and the output gain ramping from where Init left it.
+    for (OvBiquadMulti& filter : m_Filters) {
         filter.ResetState();
+        filter.SetCoefs(1.0f, 0.0f, 0.0f, 0.0f, 0.0f);
+    }
+    if (m_pParams)
+        m_pParams->SetAllBandsChanged();
+    m_fPrevOutputGain = m_fInitOutputGain;
     return OV_Success;
 }
 

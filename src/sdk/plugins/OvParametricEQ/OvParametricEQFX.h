@@ -19,7 +19,8 @@ public:
     OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
                   const OvStreamFormat& in_format) override;
     OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
-    // Zeroes the memories of all bands; coefficients stay.
+    // As after Init: zeroes the memories of all bands, designs every band
+    // again at the next block and ramps the output gain from Init's value.
     OvResult Reset() override;
     void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
 
@@ -36,4 +37,5 @@ private:
     uint32_t m_uNumProcessedChannels = 0;
     uint32_t m_uSampleRate = 0;
     float m_fPrevOutputGain = 1.0f;  // linear
+    float m_fInitOutputGain = 1.0f;  // linear, as Init saw it
 };

@@ -1,6 +1,7 @@
 #include "sdk/plugins/OvParametricEQ/OvParametricEQFXParams.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "ov/OvAssert.h"
@@ -8,8 +9,32 @@
 
 namespace {
 
-constexpr float kMinGainDb = -24.0f;
+// Gains through SetParam are clamped to +-24 dB, as they always were. A block
+// may reach further and is held to +-60 dB: beyond that no boost or cut
+// means anything, and 1e6 dB would make the design's amplitude infinite.
 constexpr float kMaxGainDb = 24.0f;
+constexpr float kMaxBlockGainDb = 60.0f;
+
+// One float field of a band (gain, frequency, Q) held to its domain, gains
+// to +-in_fMaxGainDb; a NaN keeps in_fPrevious.
+float BandFieldInDomain(uint32_t in_uField, float in_fValue, float in_fMaxGainDb, float in_fPrevious)
+{
+    switch (in_uField) {
+    case OV_PARAMETRICEQ_FIELD_GAIN:
+        return OV::ClampToDomain(in_fValue, -in_fMaxGainDb, in_fMaxGainDb, in_fPrevious);
+    case OV_PARAMETRICEQ_FIELD_FREQUENCY:
+        // The frequency is clamped to 1 Hz or above: at 0 and below the
+        // design's tangents and sines vanish or turn. The design then holds
+        // it to 45 % of the rate (+inf included) and moves a band whose float
+        // poles would not be stable, far below the audible range, upwards.
+        return OV::ClampToDomain(in_fValue, OV_PARAMETRICEQ_MIN_FREQUENCY_HZ, INFINITY, in_fPrevious);
+    default:
+        // Q is clamped to [0.05, 40]: at 0 the design divides by zero, below
+        // it the poles leave the unit circle, and far above 40 the peak
+        // narrows until the float poles sit on the circle.
+        return OV::ClampToDomain(in_fValue, OV_PARAMETRICEQ_MIN_Q, OV_PARAMETRICEQ_MAX_Q, in_fPrevious);
+    }
+}
 
 }  // namespace
 
@@ -50,7 +75,8 @@ OvResult OvParametricEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue
     const uint8_t* pBytes = static_cast<const uint8_t*>(in_pValue);
 
     if (in_uID == OV_PARAMETRICEQ_ID_OUTPUTGAIN) {
-        fOutputGain = std::clamp(OV::ReadLE<float>(pBytes), kMinGainDb, kMaxGainDb);
+        // Clamped to +-24 dB; NaN keeps the previous value.
+        fOutputGain = OV::ClampToDomain(OV::ReadLE<float>(pBytes), -kMaxGainDb, kMaxGainDb, fOutputGain);
         return OV_Success;
     }
     if (in_uID == OV_PARAMETRICEQ_ID_PROCESSLFE) {
@@ -59,13 +85,19 @@ OvResult OvParametricEQFXParams::SetParam(uint16_t in_uID, const void* in_pValue
     }
     const uint32_t ulBandNum = in_uID / OV_PARAMETRICEQ_FIELDS_PER_BAND;
     OvParametricEQBandParams& band = m_Bands[ulBandNum];
+    // Floats are held to their domains (BandFieldInDomain). A type outside
+    // the table is stored; the effect keeps that band's previous design.
     switch (field) {
     case OV_PARAMETRICEQ_FIELD_TYPE: band.FilterType = OV::ReadLE<uint32_t>(pBytes); break;
     case OV_PARAMETRICEQ_FIELD_GAIN:
-        band.fGain = std::clamp(OV::ReadLE<float>(pBytes), kMinGainDb, kMaxGainDb);
+        band.fGain = BandFieldInDomain(field, OV::ReadLE<float>(pBytes), kMaxGainDb, band.fGain);
         break;
-    case OV_PARAMETRICEQ_FIELD_FREQUENCY: band.fFrequency = OV::ReadLE<float>(pBytes); break;
-    case OV_PARAMETRICEQ_FIELD_Q: band.fQ = OV::ReadLE<float>(pBytes); break;
+    case OV_PARAMETRICEQ_FIELD_FREQUENCY:
+        band.fFrequency = BandFieldInDomain(field, OV::ReadLE<float>(pBytes), kMaxGainDb, band.fFrequency);
+        break;
+    case OV_PARAMETRICEQ_FIELD_Q:
+        band.fQ = BandFieldInDomain(field, OV::ReadLE<float>(pBytes), kMaxGainDb, band.fQ);
+        break;
     default: band.bOn = pBytes[0]; break;
     }
     OV_ASSERT(ulBandNum <= BAND9);
@@ -80,13 +112,19 @@ OvResult OvParametricEQFXParams::SetAllParams(const void* in_pParamsBlock, uint3
     const uint8_t* p = static_cast<const uint8_t*>(in_pParamsBlock);
     for (uint32_t n = BAND1; n < OV_PARAMETRICEQ_BLOCK_NUM_BANDS; ++n) {
         const uint8_t* band = p + OV_PARAMETRICEQ_OFFSET_BAND_STRIDE * n;
-        m_Bands[n].FilterType = OV::ReadLE<uint32_t>(band + OV_PARAMETRICEQ_OFFSET_BAND_TYPE);
-        m_Bands[n].fGain = OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_GAIN);
-        m_Bands[n].fFrequency = OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_FREQUENCY);
-        m_Bands[n].fQ = OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_Q);
-        m_Bands[n].bOn = band[OV_PARAMETRICEQ_OFFSET_BAND_ON];
+        OvParametricEQBandParams& io = m_Bands[n];
+        io.FilterType = OV::ReadLE<uint32_t>(band + OV_PARAMETRICEQ_OFFSET_BAND_TYPE);
+        io.fGain = BandFieldInDomain(OV_PARAMETRICEQ_FIELD_GAIN, OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_GAIN),
+                                     kMaxBlockGainDb, io.fGain);
+        io.fFrequency = BandFieldInDomain(OV_PARAMETRICEQ_FIELD_FREQUENCY,
+                                          OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_FREQUENCY),
+                                          kMaxBlockGainDb, io.fFrequency);
+        io.fQ = BandFieldInDomain(OV_PARAMETRICEQ_FIELD_Q, OV::ReadLE<float>(band + OV_PARAMETRICEQ_OFFSET_BAND_Q),
+                                  kMaxBlockGainDb, io.fQ);
+        io.bOn = band[OV_PARAMETRICEQ_OFFSET_BAND_ON];
     }
-    fOutputGain = OV::ReadLE<float>(p + OV_PARAMETRICEQ_OFFSET_OUTPUTGAIN);
+    fOutputGain = OV::ClampToDomain(OV::ReadLE<float>(p + OV_PARAMETRICEQ_OFFSET_OUTPUTGAIN), -kMaxBlockGainDb,
+                                    kMaxBlockGainDb, fOutputGain);
     bProcessLFE = p[OV_PARAMETRICEQ_OFFSET_PROCESSLFE];
     ResetUpperBands();
     SetAllBandsChanged();

@@ -1,8 +1,10 @@
 // Parameters of the nine-band parametric EQ: per band a filter type (the
 // numbering of OvBiquadShape), gain in dB (SetParam clamps to +-24), frequency
 // in Hz, Q and a switch; the output gain in dB (clamped to +-24) and whether
-// the LFE channel is processed. Each band has a plain change flag; the output
-// gain is read every block and needs none.
+// the LFE channel is processed. Both SetParam and the block hold frequency
+// (1 Hz or above) and Q (0.05 to 40) to their domains; the block holds gains
+// to +-60 dB only. A NaN keeps the previous value. Each band has a plain
+// change flag; the output gain is read every block and needs none.
 //
 // IDs: 5n + 0..4 for band n (type, gain, frequency, Q, on), 45 output gain,
 // 46 process LFE. The packed block (56 bytes, little-endian) holds bands 1 to
@@ -29,6 +31,10 @@ enum OvParametricEQBandField : uint32_t {
 };
 
 constexpr uint32_t OV_PARAMETRICEQ_NUM_BANDS = 9;
+// Domain bounds of a band's frequency and Q; the .cpp says why.
+constexpr float OV_PARAMETRICEQ_MIN_FREQUENCY_HZ = 1.0f;
+constexpr float OV_PARAMETRICEQ_MIN_Q = 0.05f;
+constexpr float OV_PARAMETRICEQ_MAX_Q = 40.0f;
 constexpr uint16_t OV_PARAMETRICEQ_ID_OUTPUTGAIN = 45;
 constexpr uint16_t OV_PARAMETRICEQ_ID_PROCESSLFE = 46;
 
@@ -77,7 +83,8 @@ public:
     static uint32_t PackBlock(const BlockValues& in_values, uint8_t* out_pBlock);
 
     OvResult SetParam(uint16_t in_uID, const void* in_pValue, uint32_t in_uSize) override;
-    // The 56-byte block; values are taken as they are, unclamped. A shorter
+    // The 56-byte block; gains are not clamped to +-24 dB here, only held to
+    // their wider domain like the other floats. A shorter
     // block is refused with OV_BadParameter and changes nothing.
     OvResult SetAllParams(const void* in_pParamsBlock, uint32_t in_uBlockSize) override;
     void MarkAllChanged() { SetAllBandsChanged(); }

@@ -125,7 +125,7 @@ OvResult OvPeakLimiterFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_
     m_format = in_format;
     if (!m_pParams || !m_pAllocator)
         return OV_Failure;
-    m_fPrevOutputGain = m_pParams->fOutputGain;
+    m_fInitOutputGain = m_fPrevOutputGain = m_pParams->fOutputGain;
     FreeMemory();
 
     // No layout needs more side chains than there are channels (one when linked).
@@ -246,6 +246,14 @@ OvResult OvPeakLimiterFX::Shutdown(IOvMemAlloc* in_pAllocator)
 
 OvResult OvPeakLimiterFX::Reset()
 {
+    ClearAudioState();
+    // The output gain ramps again from where Init left it, as in a new effect.
+    m_fPrevOutputGain = m_fInitOutputGain;
+    return OV_Success;
+}
+
+void OvPeakLimiterFX::ClearAudioState()
+{
     if (m_pDelayMem)
         std::memset(m_pDelayMem, 0,
                     size_t(m_uLookAheadFrames) * m_format.channelConfig.uNumChannels * sizeof(float));
@@ -259,7 +267,13 @@ OvResult OvPeakLimiterFX::Reset()
     }
     m_bFirstBlock = true;
     m_uFramesToDiscard = m_uLookAheadFrames;
-    return OV_Success;
+    m_uFramePos = 0;
+    // The hard ceiling's gain steps are state, as a new effect has them: none.
+    // The dB law's coefficients are settings and stay.
+    if (bHard) {
+        m_fAttackCoef = 0.0f;
+        m_fReleaseCoef = 0.0f;
+    }
 }
 
 OvPeakLimiterFX::Routine OvPeakLimiterFX::CurrentRoutine() const
@@ -304,7 +318,7 @@ void OvPeakLimiterFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
     if (params.bLayoutChanged) {
         if (Configure() != OV_Success)
             return;
-        Reset();
+        ClearAudioState();
     }
     if (!m_fnProcess || io_pBuffer->NumChannels() != m_format.channelConfig.uNumChannels)
         return;

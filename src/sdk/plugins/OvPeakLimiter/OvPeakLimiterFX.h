@@ -60,6 +60,8 @@ public:
     OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
                   const OvStreamFormat& in_format) override;
     OvResult Shutdown(IOvMemAlloc* in_pAllocator) override;
+    // As a new effect: the audio state cleared, start-up again, and the output
+    // gain ramping from the value Init saw.
     OvResult Reset() override;
     void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
     // Takes a delay for the look-ahead the parameters hold, when the one in use
@@ -80,6 +82,9 @@ private:
     // Applies the layout in the parameters; OV_OutOfMemory, changing nothing,
     // when no delay of the size it needs is at hand.
     OvResult Configure();
+    // Delay, detectors and the hard ceiling's gain steps back to silence and
+    // start-up; what a layout change restarts. The output gain ramp stays.
+    void ClearAudioState();
     size_t DelaySamplesFor(uint32_t in_uLookAheadFrames) const;
     void FreeMemory();
     void DiscardStartUpFrames(OvPipelineBuffer* io_pBuffer);
@@ -99,6 +104,7 @@ private:
     IOvMemAlloc* m_pAllocator = nullptr;
     IOvEffectContext* m_pContext = nullptr;
     float m_fPrevOutputGain = 1.0f;
+    float m_fInitOutputGain = 1.0f;  // as Init saw it, where Reset starts the ramp again
     OvStreamFormat m_format;
     uint32_t m_uNumPeakLimitedChannels = 0;
     uint32_t m_uNumSideChains = 0;

@@ -4,8 +4,9 @@
 // bLayoutChanged (look-ahead, its divisor, ceiling mode, LFE, link, infinite
 // ratio) restarts the limiter; a new look-ahead also lets the effect take its
 // new delay at once (PrepareForChange). Threshold in dB, -96.3 to 0; output
-// gain in dB through SetParam (-24 to 24), kept linear; look-ahead and release
-// in seconds.
+// gain in dB (-24 to 24), kept linear; look-ahead and release in seconds.
+// SetParam and SetAllParams hold every float to its domain (the .cpp states
+// them) and keep the previous value for a NaN.
 #pragma once
 
 #include <cstdint>
@@ -81,4 +82,10 @@ public:
     uint8_t bChannelLink = 1;
     uint8_t bInfiniteRatio = 1;
     uint8_t bLayoutChanged = 1;
+
+private:
+    // The value of float field in_uID held to its domain, in the unit it is
+    // stored in (the output gain in dB comes back linear); a NaN gives the
+    // present value.
+    float FieldInDomain(uint16_t in_uID, float in_fValue) const;
 };

@@ -2,7 +2,9 @@
 // measured from the impulse response through a DFT.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <complex>
 #include <vector>
 
 #include "sdk/dsp/filters/BiquadShape.h"
@@ -63,6 +65,31 @@ TEST(BiquadShape, FrequenciesAboveFortyFivePercentOfTheRateAreDesignedAtThatLimi
     filter.SetCoefs(0.5f, 0.25f, 0.125f, -0.5f, 0.25f);
     EXPECT_FALSE(DesignBiquadShape(filter, 11, 44100.0f, 1000.0f, 1.0f, 1.0f));
     EXPECT_TRUE(filter.B0() == 0.5f && filter.A2() == 0.25f);
+}
+
+// Float coefficients cannot hold poles very close to z = 1. Whatever the
+// frequency (0, NaN and tiny ones included), with Q and gain anywhere in the
+// EQs' domains, every shape comes out with both poles inside the unit circle,
+// as the roots of z^2 + a1 z + a2 show.
+TEST(BiquadShape, EveryDesignKeepsItsPolesInsideTheUnitCircle)
+{
+    for (float rate : {8000.0f, 44100.0f, 96000.0f, 192000.0f, 384000.0f}) {
+        for (float f0 : {0.0f, float(NAN), -5.0f, 1e-3f, 1.0f, 5.0f, 20.0f, 60.0f}) {
+            for (float q : {0.05f, 0.707f, 40.0f}) {
+                for (float gainDb : {-60.0f, -24.0f, 0.0f, 24.0f, 60.0f}) {
+                    for (uint32_t shape = 0; shape <= 10; ++shape) {
+                        OvBiquad filter;
+                        ASSERT_TRUE(DesignBiquadShape(filter, shape, rate, f0, std::pow(10.0f, gainDb / 40.0f), q));
+                        const std::complex<double> a1 = filter.A1(), a2 = filter.A2();
+                        const std::complex<double> root = std::sqrt(a1 * a1 - 4.0 * a2);
+                        const double radius = std::max(std::abs((-a1 + root) / 2.0), std::abs((-a1 - root) / 2.0));
+                        ASSERT_LT(radius, 1.0) << "shape " << shape << " at " << f0 << " Hz of " << rate << ", Q " << q
+                                               << ", " << gainDb << " dB";
+                    }
+                }
+            }
+        }
+    }
 }
 
 }  // namespace
