@@ -428,7 +428,14 @@ void LXAudioEffectsProcessorImpl::PrepareHeadphoneImpulse(const void* data, void
                                                           float* in_fActiveGain)
 {
     *out_pImpulse = nullptr;
-    ::PrepareHeadphoneImpulse(data, out_pImpulse, in_impulse_size, in_fBypassedGain, in_fActiveGain, sampleRate);
+    // Called outside the chain's lock, since resampling is slow; only the
+    // rate is taken under it, as Init may change it meanwhile.
+    uint32_t rateHz;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        rateHz = sampleRate;
+    }
+    ::PrepareHeadphoneImpulse(data, out_pImpulse, in_impulse_size, in_fBypassedGain, in_fActiveGain, rateHz);
 }
 
 void LXAudioEffectsProcessorImpl::SetHeadphoneImpulse(const void* data, uint64_t size)
