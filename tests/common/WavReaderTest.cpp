@@ -163,7 +163,7 @@ TEST(WavReader, RefusesMalformedImages)
         Bytes garbage(static_cast<size_t>(random() % 96));
         for (uint8_t& b : garbage)
             b = static_cast<uint8_t>(random());
-        if (i % 2)  // half of them past the magic, into the chunk scan
+        if (i % 2 && !garbage.empty())  // half of them past the magic, into the chunk scan
             std::memcpy(garbage.data(), valid.data(), std::min<size_t>(12, garbage.size()));
         WavReader reader;
         if (garbage.size() >= 12 && reader.Load(garbage.data(), garbage.size(), true))
