@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include "common/HeadphoneImpulse.h"
 #include "effects/FIRProcessor.h"
 #include "effects/Rotate3DProcessor.h"
 #include "effects/SpatialAudioProcessor.h"
@@ -421,16 +422,20 @@ void LXAudioEffectsProcessorImpl::SetHeadphoneON(bool on)
     Switch(Slot::Headphone, on);
 }
 
-void LXAudioEffectsProcessorImpl::PrepareHeadphoneImpulse(const void* /*data*/, void** out_pImpulse,
-                                                          uint64_t* /*in_impulse_size*/,
+void LXAudioEffectsProcessorImpl::PrepareHeadphoneImpulse(const void* data, void** out_pImpulse,
+                                                          uint64_t* in_impulse_size,
                                                           float* in_fBypassedGain,
                                                           float* in_fActiveGain)
 {
-    // Until impulse images can be parsed here, the processor gets the image
-    // as it came, which is also the answer for an image that fails to load.
     *out_pImpulse = nullptr;
-    *in_fBypassedGain = 1.0f;
-    *in_fActiveGain = 1.0f;
+    // Called outside the chain's lock, since resampling is slow; only the
+    // rate is taken under it, as Init may change it meanwhile.
+    uint32_t rateHz;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        rateHz = sampleRate;
+    }
+    ::PrepareHeadphoneImpulse(data, out_pImpulse, in_impulse_size, in_fBypassedGain, in_fActiveGain, rateHz);
 }
 
 void LXAudioEffectsProcessorImpl::SetHeadphoneImpulse(const void* data, uint64_t size)
