@@ -1,5 +1,6 @@
 #include "common/ResampleImpulse.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <new>
 
@@ -55,10 +56,20 @@ int32_t ResampleImpulse(const float* samples, uint32_t frames, uint32_t inRateHz
         return kResampleDone;
     }
     const size_t total = done + tail;
+    bool finite = true;
     for (uint32_t c = 0; c < channels; ++c)
-        for (size_t i = 0; i < total; ++i)
-            interleaved[i * channels + c] = outPlanes[c][i];
+        for (size_t i = 0; i < total; ++i) {
+            const float x = outPlanes[c][i];
+            finite &= std::isfinite(x);
+            interleaved[i * channels + c] = x;
+        }
     delete[] outPlanar;
+    // Samples near the float limit can overflow the filter; such an impulse
+    // is refused rather than handed on with Inf or NaN in it.
+    if (!finite) {
+        std::free(interleaved);
+        return kResampleInvalid;
+    }
     *out = interleaved;
     *outFrames = static_cast<uint32_t>(total);
     return kResampleDone;

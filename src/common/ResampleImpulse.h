@@ -7,7 +7,7 @@
 #include <cstdint>
 
 constexpr int32_t kResampleDone = 0;
-constexpr int32_t kResampleInvalid = -22;  // no resampler for these rates, or no output expected
+constexpr int32_t kResampleInvalid = -22;  // no resampler for these rates, no output expected, or a non-finite result
 constexpr int32_t kResampleNoMemory = -12;
 
 // On kResampleDone *out holds a malloc block of *outFrames interleaved
