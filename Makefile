@@ -3,10 +3,13 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 BUILD_DIR ?= build
 ASAN_DIR ?= build-sanitize
 TSAN_DIR ?= build-tsan
+FUZZ_DIR ?= build-fuzz
+# How long make fuzz runs the impulse fuzzer.
+FUZZ_SECONDS ?= 60
 # Optimised, with assertions left on.
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -g"
 
-.PHONY: deps build test test-sanitize test-tsan bench demo clean
+.PHONY: deps build test test-sanitize test-tsan fuzz bench demo clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -31,6 +34,18 @@ test-tsan: deps
 	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
 	  ctest --test-dir $(TSAN_DIR) --output-on-failure -j $(JOBS)
 
+# libFuzzer over the impulse-file path, seeded with generated images; the
+# corpus it grows stays in $(FUZZ_DIR)/corpus for the next run.
+fuzz: deps
+	cmake -S . -B $(FUZZ_DIR) -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLXFX_FUZZ=ON \
+	  -DLXFX_BUILD_TESTS=OFF -DLXFX_BUILD_BENCH=OFF -DLXFX_BUILD_TOOLS=OFF
+	cmake --build $(FUZZ_DIR) -j $(JOBS) --target lxfx_impulse_fuzzer lxfx_impulse_fuzz_seeds
+	mkdir -p $(FUZZ_DIR)/seeds $(FUZZ_DIR)/corpus
+	$(FUZZ_DIR)/bin/lxfx_impulse_fuzz_seeds $(FUZZ_DIR)/seeds
+	$(FUZZ_DIR)/bin/lxfx_impulse_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=4096 -timeout=20 \
+	  -rss_limit_mb=2048 -print_final_stats=1 $(FUZZ_DIR)/corpus $(FUZZ_DIR)/seeds
+
 bench: build
 	$(BUILD_DIR)/bin/lxfx_bench
 
@@ -38,4 +53,4 @@ demo: build
 	$(BUILD_DIR)/bin/lxfx demo
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(FUZZ_DIR)
