@@ -64,11 +64,23 @@ void LXAudioEffectsProcessorImpl::Release()
 {
     DestroyAndClear(inputConverter);
     for (Slot slot : kBuildOrder)
-        DestroyAndClear(effects[Index(slot)]);
+        Drop(slot);
+    ++firLoadEpoch;
     DestroyAndClear(outputConverter);
     ::operator delete[](floatBuffer, kBufferAlignment);
     floatBuffer = nullptr;
     floatBufferBytes = 0;
+}
+
+void LXAudioEffectsProcessorImpl::Drop(Slot slot)
+{
+    AudioProcessor*& effect = effects[Index(slot)];
+    if (effect && effect == firLoading) {
+        ++firLoadEpoch;
+        effect = nullptr;
+        return;
+    }
+    DestroyAndClear(effect);
 }
 
 // Makes and initialises one effect; null when the build has none, when
@@ -172,7 +184,7 @@ void LXAudioEffectsProcessorImpl::Reset()
             continue;
         // A reset drops an impulse effect that is switched off.
         if (Info(slot).madeByImpulse && !switches[Index(slot)])
-            DestroyAndClear(effect);
+            Drop(slot);
         else
             effect->Reset();
     }
@@ -391,23 +403,28 @@ void LXAudioEffectsProcessorImpl::SetFIRImpulse(const void* data, uint64_t size)
 {
     if (!data)
         return;
-    AudioProcessor* made = nullptr;
+    std::lock_guard<std::mutex> loadLock(firLoadMutex);
+    AudioProcessor* target = nullptr;
+    uint32_t epoch;
     {
         std::lock_guard<std::mutex> lock(mutex);
-        made = effects[Index(Slot::FIR)];
-        if (!made) {
-            if (!floatBuffer || !(made = Make(Slot::FIR)))
+        target = effects[Index(Slot::FIR)];
+        if (!target) {
+            if (!floatBuffer || !(target = Make(Slot::FIR)))
                 return;
-            made->SetBypass(BypassFor(Slot::FIR, switches[Index(Slot::FIR)]));
+            target->SetBypass(BypassFor(Slot::FIR, switches[Index(Slot::FIR)]));
         }
+        firLoading = target;
+        epoch = firLoadEpoch;
     }
     // Parsing and resampling run outside the lock so blocks keep flowing; the
-    // FIR effect guards its own impulse swap.
-    FIRProcessor* target = static_cast<FIRProcessor*>(made);
-    const bool loaded = target->SetImpulse(data, size);
+    // FIR effect guards its own impulse swap. Reset and Init may drop the
+    // effect meanwhile; they leave its destruction to this call.
+    const bool loaded = static_cast<FIRProcessor*>(target)->SetImpulse(data, size);
     std::lock_guard<std::mutex> lock(mutex);
+    firLoading = nullptr;
     AudioProcessor*& slot = effects[Index(Slot::FIR)];
-    if (loaded) {
+    if (loaded && epoch == firLoadEpoch) {
         slot = target;
         return;
     }

@@ -69,6 +69,9 @@ public:
 
 private:
     void Release();
+    // Destroys an effect and clears its slot; an FIR effect that a load is
+    // still filling is only unhooked, and the load destroys it.
+    void Drop(Slot slot);
     bool CreateEffects();
     AudioProcessor* Make(Slot slot) const;
     // Bypass for an effect by the slot's rule and the switch given.
@@ -95,6 +98,14 @@ private:
     AudioProcessor* effects[kSlotCount] = {};
 
     std::mutex mutex;
+    // Serialises SetFIRImpulse calls, which fill the FIR effect outside
+    // mutex; taken before it.
+    std::mutex firLoadMutex;
+    // The FIR effect a load is filling, and a count that Init and a drop of
+    // that effect advance, so that the load knows its effect is no longer
+    // wanted. Both under mutex.
+    AudioProcessor* firLoading = nullptr;
+    uint32_t firLoadEpoch = 0;
     uint32_t sampleFormat = 0;
     uint32_t maxFrames = 0;
     uint32_t channels = 0;

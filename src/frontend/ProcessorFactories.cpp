@@ -1,5 +1,6 @@
 #include "frontend/ProcessorFactories.h"
 
+#include "effects/FIRProcessorImpl.h"
 #include "effects/TremoloProcessorImpl.h"
 #include "effects/VibratoProcessorImpl.h"
 #include "wrappers/BassTrebleProcessor.h"
@@ -24,6 +25,7 @@ const ProcessorFactories& DefaultProcessorFactories()
             .With<Slot::Vibrato, &VibratoProcessorImpl::Create>()
             .With<Slot::Tremolo, &TremoloProcessorImpl::Create>()
             .With<Slot::Delay, &DelayProcessor::Create>()
+            .With<Slot::FIR, &FIRProcessorImpl::Create>()
             .With<Slot::Limiter, &LimiterProcessor::Create>();
     return factories;
 }

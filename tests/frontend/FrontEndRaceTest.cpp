@@ -9,10 +9,21 @@
 #include <thread>
 #include <vector>
 
+#include "common/WavImage.h"
 #include "lxaudioeffects/AudioEffects.h"
+#include "lxaudioeffects/LXAudioEffectsProcessor.h"
 #include "support/RecordingLogger.h"
 
 namespace {
+
+// A short decaying impulse that loads.
+std::vector<uint8_t> ValidImpulse(uint32_t rateHz, size_t frames)
+{
+    std::vector<float> h(frames);
+    for (size_t i = 0; i < frames; ++i)
+        h[i] = std::exp(-0.01f * float(i)) * (i % 2 ? 0.5f : -0.5f);
+    return Riff(WavImage().Fmt(3, 1, rateHz, 32).Data(FloatBytes(h)));
+}
 
 class NullLogger : public IAudioEffectsLogger {
 public:
@@ -62,9 +73,10 @@ TEST(FrontEndRace, AnyCallFromAnotherThreadWhilePushing)
         }
     });
     // A third thread loads impulses against the second's resets and loads.
+    const std::vector<uint8_t> valid = ValidImpulse(48000, 3000);
     std::thread loader([&] {
         for (unsigned i = 0; !stop.load(); ++i) {
-            const std::vector<uint8_t> image(1 + i % 5000, uint8_t(i * 7));
+            const std::vector<uint8_t> image = i % 3 ? std::vector<uint8_t>(1 + i % 5000, uint8_t(i * 7)) : valid;
             fx->SetHeadphoneImpulse(image.data(), image.size());
             fx->SetFIRImpulse(image.data(), i % 9 == 0 ? 0 : image.size());
         }
@@ -92,6 +104,38 @@ TEST(FrontEndRace, AnyCallFromAnotherThreadWhilePushing)
     loader.join();
     fx->SetLogger(nullptr);
     fx->Destroy();
+}
+
+// The chain used directly: impulse loads fill the FIR effect outside the
+// chain's lock while Reset drops it and Init rebuilds the chain.
+TEST(ChainRace, ImpulseLoadsAgainstResetAndInit)
+{
+    LXAudioEffectsProcessor* chain = LXAudioEffectsProcessor::Create();
+    ASSERT_TRUE(chain->Init(AUDIO_SAMPLEFORMAT_FLOAT, 1024, 2, 44100));
+    const std::vector<uint8_t> images[] = {ValidImpulse(44100, 5000), ValidImpulse(22050, 100)};
+    std::atomic<bool> stop{false};
+    std::thread loader([&] {
+        for (unsigned i = 0; !stop.load(); ++i)
+            chain->SetFIRImpulse(images[i % 2].data(), images[i % 2].size());
+    });
+    std::thread resetter([&] {
+        for (unsigned i = 0; !stop.load(); ++i) {
+            chain->SetFIRON(i % 3 == 0);
+            chain->Reset();
+            if (i % 50 == 0)
+                chain->Init(AUDIO_SAMPLEFORMAT_FLOAT, 1024, 2, i % 100 ? 44100 : 48000);
+        }
+    });
+    std::vector<float> block(1024 * 2, 0.25f);
+    for (int round = 0; round < 3000; ++round) {
+        uint32_t frames = 1024;
+        bool done = round % 100 == 99;
+        chain->Process(block.data(), &frames, &done, -1);
+    }
+    stop = true;
+    loader.join();
+    resetter.join();
+    chain->Destroy();
 }
 
 }  // namespace

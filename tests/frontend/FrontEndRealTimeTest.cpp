@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/WavImage.h"
 #include "lxaudioeffects/AudioEffects.h"
 #include "support/AllocationCounter.h"
 #include "support/RandomEffectSettings.h"
@@ -19,6 +20,15 @@
 
 namespace {
 
+// A decaying mono impulse as a float WAV image.
+std::vector<uint8_t> DecayingImpulseImage(uint32_t rateHz, size_t frames)
+{
+    std::vector<float> impulse(frames);
+    for (size_t i = 0; i < impulse.size(); ++i)
+        impulse[i] = std::exp(-float(i) / 800.0f) * ((i * 7919) % 13 < 6 ? 1.0f : -1.0f);
+    return Riff(WavImage().Fmt(3, 1, rateHz, 32).Data(FloatBytes(impulse)));
+}
+
 // Everything switched on with musical settings.
 void SwitchAllOn(audiofx::AudioEffects* fx)
 {
@@ -26,8 +36,11 @@ void SwitchAllOn(audiofx::AudioEffects* fx)
     for (void (A::*on)(bool) : {&A::SetLoudnessON, &A::SetCompressorON, &A::SetPostCompressorON, &A::SetGraphEQON,
                                 &A::SetBassTrebleON, &A::SetParametricEQON, &A::SetVibratoON, &A::SetTremoloON,
                                 &A::SetDelayON, &A::SetReverbON, &A::SetStereoEnhancerON, &A::SetRotate3DON,
-                                &A::SetSpatialAudioON, &A::SetLimiterON})
+                                &A::SetSpatialAudioON, &A::SetFIRON, &A::SetLimiterON})
         (fx->*on)(true);
+    // An impulse at another rate: resampled, then several partitions.
+    const std::vector<uint8_t> image = DecayingImpulseImage(48000, 6000);
+    fx->SetFIRImpulse(image.data(), image.size());
     const float gains[10] = {3, 2, 1, 0, -1, -2, 0, 1, 2, 3};
     const DelayEffectParams delay = {80.0f, 0.4f, 0.0f, -6.0f};
     fx->SetLoudnessParams(-3.0f, 0.8f);
@@ -101,6 +114,7 @@ TEST(FrontEndRealTime, SettingChangesBetweenPushesAllocateNothingInPushOrPull)
 {
     using testsupport::kRandomEffects;
     testsupport::Rng rng(11);
+    const std::vector<uint8_t> impulses[] = {DecayingImpulseImage(44100, 300), DecayingImpulseImage(48000, 9000)};
     for (uint32_t channels : {1u, 2u, 6u}) {
         SCOPED_TRACE(testing::Message() << channels << " channels");
         testsupport::RecordingAssertHook asserts;
@@ -123,6 +137,12 @@ TEST(FrontEndRealTime, SettingChangesBetweenPushesAllocateNothingInPushOrPull)
                     fx->SetVibratoParams(low ? 1000.0 : 1.0, 0.9);
                     const DelayEffectParams delay = {low ? 0.0f : 3000.0f, low ? 0.0f : 0.5f, 0.0f, -6.0f};
                     fx->SetDelayParams(&delay);
+                }
+                // New impulses, of other partition sizes, replace the old.
+                if (rng() % 8 == 0) {
+                    fx->SetFIRON(rng() % 4 != 0);
+                    const auto& image = impulses[rng() % 2];
+                    fx->SetFIRImpulse(image.data(), image.size());
                 }
                 fx->SetBypassMode(rng() % 10 == 0);
             }
