@@ -123,3 +123,52 @@ TEST(LxfxProcess, FlacInFlacOutContainerFromTheExtensionAndTheSummaryFigures)
 
 }  // namespace
 }  // namespace lxfxtest
+
+namespace lxfxtest {
+namespace {
+
+// A 24-bit stereo impulse file at 48 kHz, a unit tap 480 frames late on the
+// left and an inverted one 960 frames late on the right, on a 44.1 kHz
+// stream: resampled, the taps land 441 and 882 frames late. Each is a
+// band-limited pulse normalised to unit energy, which passes a low tone at
+// close to its level: the output is the input delayed, times one gain per
+// channel, equal but for the sign.
+TEST(LxfxProcess, FirImpulseFileAtAnotherRateDelaysEachChannelByItsTap)
+{
+    ScratchDir dir;
+    AudioData impulse{SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2, 48000, std::vector<double>(2 * 2000, 0.0)};
+    impulse.samples[2 * 480] = 8388607.0;
+    impulse.samples[2 * 960 + 1] = -8388607.0;
+    WriteAudio(dir.Path("room.wav"), impulse);
+    AudioData input{SF_FORMAT_WAV | SF_FORMAT_FLOAT, 2, 44100, {}};
+    const int frames = 30001;
+    for (int i = 0; i < frames; ++i)
+        for (double hz : {440.0, 700.0})
+            input.samples.push_back(0.25 * std::sin(2 * M_PI * hz * i / 44100.0));
+    WriteAudio(dir.Path("in.wav"), input);
+    const RunResult run =
+        RunLxfx({"process", dir.Path("in.wav"), dir.Path("out.wav"), "--fir-impulse", dir.Path("room.wav"), "--quiet"});
+    ASSERT_EQ(run.exitStatus, 0) << run.err;
+    const AudioData output = ReadAudio(dir.Path("out.wav"));
+    ASSERT_EQ(output.samples.size(), input.samples.size());
+    double gains[2];
+    for (int c = 0; c < 2; ++c) {
+        const int delay = c == 0 ? 441 : 882;
+        double cross = 0.0, power = 0.0;
+        for (int i = 2000; i < frames; ++i) {
+            cross += output.samples[2 * i + c] * input.samples[2 * (i - delay) + c];
+            power += input.samples[2 * (i - delay) + c] * input.samples[2 * (i - delay) + c];
+        }
+        gains[c] = cross / power;
+        double error = 0.0;
+        for (int i = 2000; i < frames; ++i)
+            error += std::pow(output.samples[2 * i + c] - gains[c] * input.samples[2 * (i - delay) + c], 2);
+        EXPECT_LT(std::sqrt(error / power), 1e-4) << "channel " << c;
+    }
+    EXPECT_NEAR(gains[0], -gains[1], 1e-5);
+    EXPECT_GT(gains[0], 0.95);
+    EXPECT_LT(gains[0], 1.06);
+}
+
+}  // namespace
+}  // namespace lxfxtest
