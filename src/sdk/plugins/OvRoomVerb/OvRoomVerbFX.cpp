@@ -162,7 +162,7 @@ OvResult OvRoomVerbFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* /*in_p
     const OvRoomVerbFXParams& params = *m_pParams;
     m_uNumReverbUnits = params.rebuild.uQuality;
     OV_ASSERT(m_uNumReverbUnits % 2 == 0);
-    m_prevLive = params.live;
+    m_initLive = m_prevLive = params.live;
     m_prevRebuild = params.rebuild;
     SelectLayout(in_format.channelConfig);
     m_uNumERSignals = params.rebuild.bEREnable ? 2 : 0;
@@ -474,6 +474,9 @@ OvResult OvRoomVerbFX::Shutdown(IOvMemAlloc* in_pAllocator)
 
 OvResult OvRoomVerbFX::Reset()
 {
+    // Silence everywhere, and the level ramps start again from where Init
+    // left them, as in a new effect.
+    m_prevLive = m_initLive;
     m_erPreDelay.Reset();
     m_reverbPreDelay.Reset();
     for (DelayLine& line : m_surroundDelays)

@@ -138,5 +138,6 @@ private:
     OvRoomVerbFXParams* m_pParams = nullptr;
     IOvMemAlloc* m_pAllocator = nullptr;
     OvRoomVerbLiveParams m_prevLive = {};
+    OvRoomVerbLiveParams m_initLive = {};  // what Init saw: Reset starts the level ramps from it again
     OvRoomVerbRebuildParams m_prevRebuild = {};
 };
