@@ -78,6 +78,23 @@ inline const RandomEffect kRandomEffects[] = {
                                         Uniform(r, -6, 3), r() % 2 == 0, Uniform(r, 2, 50)};
          fx->SetLimiterParams(&p);
      }},
+    {"reverb", &A::SetReverbON,
+     [](A* fx, Rng& r) {
+         fx->SetReverbERParams(r() % 4 != 0, uint32_t(r() % 31), Uniform(r, -50, 50), Uniform(r, 0, 30));
+         const ReverbParams p = {Uniform(r, 0, 40),  Uniform(r, 0.2f, 1), Uniform(r, 0.5f, 3),
+                                 Uniform(r, 0, 100), Uniform(r, 0, 100),  uint32_t(2 * (1 + r() % 8)),
+                                 Uniform(r, 0, 100), Uniform(r, 0, 180)};
+         fx->SetReverbRVBParams(&p);
+         fx->SetReverbTCON(r() % 2 == 0);
+         for (uint32_t index = 1; index <= 3; ++index) {
+             const ReverbFilterParams f = {uint32_t(r() % 4), uint32_t(r() % 3), Uniform(r, -12, 12),
+                                           Uniform(r, 60, 12000), Uniform(r, 0.3f, 4)};
+             fx->SetReverbTCFilter(index, &f);
+         }
+         fx->SetReverbInputLevel(Uniform(r, -12, 0), Uniform(r, -40, 0));
+         fx->SetReverbRVBLevel(Uniform(r, -12, 0), Uniform(r, -12, 0), Uniform(r, -12, 0), Uniform(r, -40, 0));
+         fx->SetReverbOutputLevel(Uniform(r, -3, 0), Uniform(r, -12, -3), Uniform(r, -12, -3));
+     }},
 };
 
 }  // namespace testsupport

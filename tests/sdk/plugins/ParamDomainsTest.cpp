@@ -19,6 +19,7 @@
 #include "sdk/plugins/OvParametricEQ/OvParametricEQFX.h"
 #include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFX.h"
 #include "sdk/plugins/OvPeakLimiter/OvPeakLimiterFXParams.h"
+#include "sdk/plugins/OvRoomVerb/OvRoomVerbFX.h"
 #include "support/OvPluginHarness.h"
 
 namespace {
@@ -88,6 +89,7 @@ TEST(ParamDomains, NoValueAnyParameterTakesMakesAPlugInOutputNonFinite)
     Fuzz<OvGraphicEQFX, OvGraphicEQFXParams>("graphic EQ", 0, 36, OvGraphicEQBlockBytes(30));
     Fuzz<OvDelayFX, OvDelayFXParams>("delay", 1, 4, OvDelayFXParams::OV_DELAYFX_BLOCK_BYTES);
     Fuzz<OvPeakLimiterFX, OvPeakLimiterFXParams>("limiter", 0, 9, OvPeakLimiterFXParams::OV_PEAKLIMITERFX_BLOCK_BYTES);
+    Fuzz<OvRoomVerbFX, OvRoomVerbFXParams>("room reverb", 0, 110, OvRoomVerbFXParams::OV_ROOMVERBFX_BLOCK_BYTES);
     // Mono, as the chain uses it: on several channels a short block's
     // channel tails stay behind in the band buffers and go round again, by
     // design, which band gains above 0 dB let grow without bound.
