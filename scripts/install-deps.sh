@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake g++ make pkg-config libsoxr-dev libavcodec-dev libavutil-dev libgtest-dev libgmock-dev
-          libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev
+          libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev libtag1-dev libebur128-dev
           clang libclang-rt-14-dev)
 
 missing=()
