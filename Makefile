@@ -50,7 +50,7 @@ bench: build
 	$(BUILD_DIR)/bin/lxfx_bench
 
 # lxfx replaygain over 100 generated 3-minute FLAC files (made once, about
-# 1.7 GB in $(BUILD_DIR)/bench-scan-files), with one and two jobs.
+# 2.2 GB in $(BUILD_DIR)/bench-scan-files), with one and two jobs.
 bench-scan: build
 	$(BUILD_DIR)/bin/lxfx_scan_bench
 
