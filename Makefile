@@ -9,7 +9,7 @@ FUZZ_SECONDS ?= 60
 # Optimised, with assertions left on.
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -g"
 
-.PHONY: deps build test test-sanitize test-tsan fuzz bench demo clean
+.PHONY: deps build test test-sanitize test-tsan fuzz bench bench-scan demo clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -48,6 +48,11 @@ fuzz: deps
 
 bench: build
 	$(BUILD_DIR)/bin/lxfx_bench
+
+# lxfx replaygain over 100 generated 3-minute FLAC files (made once, about
+# 2.2 GB in $(BUILD_DIR)/bench-scan-files), with one and two jobs.
+bench-scan: build
+	$(BUILD_DIR)/bin/lxfx_scan_bench
 
 demo: build
 	$(BUILD_DIR)/bin/lxfx demo

@@ -4,7 +4,9 @@
 set -euo pipefail
 
 packages=(cmake g++ make pkg-config libsoxr-dev libavcodec-dev libavutil-dev libgtest-dev libgmock-dev
-          libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev
+          libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev libtag1-dev libebur128-dev
+          libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base
+          gstreamer1.0-plugins-good
           clang libclang-rt-14-dev)
 
 missing=()

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <algorithm>
 #include <string>
+#include <thread>
 
 #include <CLI/CLI.hpp>
 
@@ -104,9 +106,19 @@ int RunCommandLine(int argc, char** argv)
 
     ReplayGainOptions replayGain;
     CLI::App* replayGainCommand = app.add_subcommand(
-        "replaygain", "measure track gain and peak of each file, and album gain and peak");
-    replayGainCommand->add_option("FILE", replayGain.files, "audio files")->required();
+        "replaygain", "measure track gain and peak of each file, and album gain and peak; --tag writes them");
+    replayGainCommand->add_option("FILE", replayGain.files, "audio files (and folders with --recursive)")->required();
     replayGainCommand->add_flag("--json", replayGain.json, "print JSON instead of a table");
+    replayGainCommand->add_flag("--tag", replayGain.tag,
+                                "write REPLAYGAIN_* tags into the files (the album pair when several form an album)");
+    replayGainCommand->add_flag("--recursive", replayGain.recursive,
+                                "walk the folders given; the audio files of each folder form one album");
+    replayGainCommand->add_flag("--skip-existing", replayGain.skipExisting,
+                                "leave files that already carry a track gain tag");
+    replayGain.jobs = std::max(1u, std::thread::hardware_concurrency());
+    replayGainCommand->add_option("--jobs", replayGain.jobs, "files decoded at once (default: the number of cores)")
+        ->check(CLI::Range(1u, 256u));
+    replayGainCommand->add_flag("--quiet", replayGain.quiet, "no progress bar");
 
     try {
         app.parse(argc, argv);

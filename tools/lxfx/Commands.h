@@ -48,8 +48,13 @@ struct DemoOptions {
 };
 
 struct ReplayGainOptions {
-    std::vector<std::string> files;
+    std::vector<std::string> files;  // files, and with recursive folders
     bool json = false;
+    bool tag = false;
+    bool recursive = false;
+    bool skipExisting = false;
+    bool quiet = false;
+    unsigned jobs = 1;
 };
 
 // Each returns the exit status; problems with the input throw ToolError.
