@@ -4,12 +4,13 @@ BUILD_DIR ?= build
 ASAN_DIR ?= build-sanitize
 TSAN_DIR ?= build-tsan
 FUZZ_DIR ?= build-fuzz
+WINDOWS_DIR ?= build-windows
 # How long make fuzz runs the impulse fuzzer.
 FUZZ_SECONDS ?= 60
 # Optimised, with assertions left on.
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -g"
 
-.PHONY: deps build test test-sanitize test-tsan fuzz bench bench-scan demo clean
+.PHONY: deps build test test-sanitize test-tsan fuzz build-windows test-windows bench bench-scan demo clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -46,6 +47,20 @@ fuzz: deps
 	$(FUZZ_DIR)/bin/lxfx_impulse_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=4096 -timeout=20 \
 	  -rss_limit_mb=2048 -print_final_stats=1 $(FUZZ_DIR)/corpus $(FUZZ_DIR)/seeds
 
+# 64-bit Windows: lxaudioeffects.dll and the tests, cross-built with
+# mingw-w64 against dependencies cross-built once from Debian's source
+# packages (cached in $(WINDOWS_DIR)/deps), and run under Wine.
+build-windows: deps
+	bash scripts/build-windows-deps.sh $(WINDOWS_DIR)/deps
+	cmake -S . -B $(WINDOWS_DIR) -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake \
+	  -DLXFX_WINDOWS_PREFIX=$(abspath $(WINDOWS_DIR)/deps/prefix) \
+	  -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -g" \
+	  -DLXFX_BUILD_TOOLS=OFF -DLXFX_BUILD_BENCH=OFF -DLXFX_BUILD_GST=OFF
+	cmake --build $(WINDOWS_DIR) -j $(JOBS)
+
+test-windows: build-windows
+	ctest --test-dir $(WINDOWS_DIR) --output-on-failure
+
 bench: build
 	$(BUILD_DIR)/bin/lxfx_bench
 
@@ -58,4 +73,4 @@ demo: build
 	$(BUILD_DIR)/bin/lxfx demo
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(FUZZ_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(FUZZ_DIR) $(WINDOWS_DIR)

@@ -3,11 +3,11 @@
 # names what is missing and stops.
 set -euo pipefail
 
-packages=(cmake g++ make pkg-config libsoxr-dev libavcodec-dev libavutil-dev libgtest-dev libgmock-dev
+packages=(cmake g++ make pkg-config libsoxr-dev libavutil-dev libgtest-dev libgmock-dev
           libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev libtag1-dev libebur128-dev
           libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base
           gstreamer1.0-plugins-good
-          clang libclang-rt-14-dev)
+          clang libclang-rt-14-dev mingw-w64 wine64 nasm dpkg-dev)
 
 missing=()
 for p in "${packages[@]}"; do

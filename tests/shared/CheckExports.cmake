@@ -1,12 +1,39 @@
-# Runs the shared-library host, then checks that the library's dynamic symbol
-# table holds the public classes and no C++ symbol outside them.
-execute_process(COMMAND ${HOST} RESULT_VARIABLE host_result OUTPUT_VARIABLE host_out)
+# Runs the shared-library host (under EMULATOR, "|"-separated, when given),
+# then checks that the library's exported symbols are the public classes and
+# nothing else: the ELF dynamic symbol table through nm, or the DLL's export
+# table through the mingw objdump.
+string(REPLACE "|" ";" emulator "${EMULATOR}")
+execute_process(COMMAND ${emulator} ${HOST} RESULT_VARIABLE host_result OUTPUT_VARIABLE host_out)
 if(NOT host_result EQUAL 0)
   message(FATAL_ERROR "host against the shared library failed: ${host_result} ${host_out}")
 endif()
-execute_process(COMMAND nm -D --defined-only -C ${LIB} OUTPUT_VARIABLE symbols RESULT_VARIABLE nm_result)
+if(LIB MATCHES "\\.dll$")
+  execute_process(COMMAND x86_64-w64-mingw32-objdump -p ${LIB} OUTPUT_VARIABLE table RESULT_VARIABLE nm_result)
+  # The name table: "[Ordinal/Name Pointer] Table", then "[ n] name" rows up
+  # to the next empty line.
+  string(FIND "${table}" "[Ordinal/Name Pointer] Table" start)
+  if(start EQUAL -1)
+    message(FATAL_ERROR "no export table in ${LIB}")
+  endif()
+  string(SUBSTRING "${table}" ${start} -1 table)
+  string(FIND "${table}" "\n\n" end)
+  string(SUBSTRING "${table}" 0 ${end} table)
+  string(REGEX MATCHALL "\\[ *[0-9]+\\] [^\n]+" rows "${table}")
+  set(mangled "")
+  foreach(row IN LISTS rows)
+    string(REGEX REPLACE "^\\[ *[0-9]+\\] " "" name "${row}")
+    string(APPEND mangled "${name}\n")
+  endforeach()
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/exports-mangled.txt "${mangled}")
+  execute_process(COMMAND x86_64-w64-mingw32-c++filt INPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/exports-mangled.txt
+                  OUTPUT_VARIABLE symbols)
+  message(STATUS "DLL exports:\n${symbols}")
+  string(REGEX REPLACE "([^\n]+)" "0 T \\1" symbols "${symbols}")
+else()
+  execute_process(COMMAND nm -D --defined-only -C ${LIB} OUTPUT_VARIABLE symbols RESULT_VARIABLE nm_result)
+endif()
 if(NOT nm_result EQUAL 0)
-  message(FATAL_ERROR "nm failed on ${LIB}")
+  message(FATAL_ERROR "cannot list the symbols of ${LIB}")
 endif()
 string(REPLACE "\n" ";" lines "${symbols}")
 set(stray "")

@@ -3,7 +3,13 @@
 #include <cstdlib>
 #include <new>
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(_WIN32)
+#include <malloc.h>
+#endif
+
+// glibc's allocator can be wrapped; under the sanitizers and on Windows only
+// operator new is counted.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(_WIN32)
 #define LXFX_COUNT_C_ALLOCATOR 1
 #else
 #define LXFX_COUNT_C_ALLOCATOR 0
@@ -39,9 +45,13 @@ void* AllocateAligned(size_t size, std::align_val_t alignment)
 {
     if (!LXFX_COUNT_C_ALLOCATOR)
         Note();
-    void* p = nullptr;
     const size_t a = size_t(alignment) < sizeof(void*) ? sizeof(void*) : size_t(alignment);
+#if defined(_WIN32)
+    return _aligned_malloc(size ? size : 1, a);
+#else
+    void* p = nullptr;
     return posix_memalign(&p, a, size ? size : 1) == 0 ? p : nullptr;
+#endif
 }
 
 // operator delete counts here only where free does not count for it.
@@ -50,6 +60,17 @@ void Release(void* p)
     if (!LXFX_COUNT_C_ALLOCATOR)
         NoteFree(p);
     std::free(p);
+}
+
+void ReleaseAligned(void* p)
+{
+#if defined(_WIN32)
+    if (!LXFX_COUNT_C_ALLOCATOR)
+        NoteFree(p);
+    _aligned_free(p);
+#else
+    Release(p);
+#endif
 }
 
 void* OrThrow(void* p)
@@ -104,14 +125,14 @@ void operator delete(void* p) noexcept { Release(p); }
 void operator delete[](void* p) noexcept { Release(p); }
 void operator delete(void* p, size_t) noexcept { Release(p); }
 void operator delete[](void* p, size_t) noexcept { Release(p); }
-void operator delete(void* p, std::align_val_t) noexcept { Release(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { Release(p); }
-void operator delete(void* p, size_t, std::align_val_t) noexcept { Release(p); }
-void operator delete[](void* p, size_t, std::align_val_t) noexcept { Release(p); }
+void operator delete(void* p, std::align_val_t) noexcept { ReleaseAligned(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { ReleaseAligned(p); }
+void operator delete(void* p, size_t, std::align_val_t) noexcept { ReleaseAligned(p); }
+void operator delete[](void* p, size_t, std::align_val_t) noexcept { ReleaseAligned(p); }
 void operator delete(void* p, const std::nothrow_t&) noexcept { Release(p); }
 void operator delete[](void* p, const std::nothrow_t&) noexcept { Release(p); }
-void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { Release(p); }
-void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept { Release(p); }
+void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { ReleaseAligned(p); }
+void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept { ReleaseAligned(p); }
 
 // ---- the C allocator, outside sanitizer builds (the sanitizers own it) ----
 
