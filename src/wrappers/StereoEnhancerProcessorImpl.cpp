@@ -33,3 +33,10 @@ void StereoEnhancerProcessorImpl::SetParams(float presence, float stereoizer, bo
         m_pPlugin->Reset();
     }
 }
+
+void StereoEnhancerProcessorImpl::Reset()
+{
+    OvProcessorWrapper::Reset();
+    if (m_pPlugin)
+        m_pPlugin->RestartSideFade();
+}

@@ -4,6 +4,7 @@
 // parameter object holds; a new ambience stores the index as given, loads
 // the preset of that index (clamped to 7, so 12 plays preset 7), and resets
 // the plug-in, whose presence then applies again on the fresh preset.
+// Reset leaves the enhancer as a new one with the same settings would be.
 #pragma once
 
 #include "sdk/plugins/StereoEnhancer/StereoEnhancerEffect.h"
@@ -18,6 +19,10 @@ public:
 
     // presence 0 to 10, stereoizer in dB, ambience a preset index.
     void SetParams(float presence, float stereoizer, bool spectrumShaper, uint32_t ambience) override;
+    // For a seek: as the plug-in's Reset, and the side fades in again as in
+    // a new enhancer. (An ambience change resets the plug-in and keeps the
+    // side's gain.)
+    void Reset() override;
 
     const StereoEnhancerEffectParams* Params() const { return m_pParam; }
 };

@@ -106,16 +106,26 @@ void StereoEnhancerEffect::ApplyPresence()
 {
     OvFXParameterChangeHandler<StereoEnhancerEffectParams::STEREOENHANCER_MAX_PARAM_ID>& changes =
         m_pParams->m_changes;
+    const float fBandGainDb = m_pParams->m_MidEQ.GetBand(BAND2).fGain;
+    // The gain without presence: the preset's, taken at the first block after
+    // Init or a new preset, or after anyone else rewrote the band.
+    if (!m_bPresenceBaseKnown || fBandGainDb != m_fWrittenGainDb) {
+        m_fPresenceBaseDb = fBandGainDb - m_fPrevPresenceDb;
+        m_fWrittenGainDb = fBandGainDb;
+        m_bPresenceBaseKnown = true;
+    }
     if (changes.IsChanged(STEREOENHANCER_PARAM_PRESENCE_ID)) {
-        const float fPresenceDb =
-            m_pParams->fPresence / StereoEnhancerEffectParams::STEREOENHANCER_MAX_PRESENCE * STEREOENHANCER_MAX_PRESENCE_DB;
-        const float fDelta = fPresenceDb - m_fPrevPresenceDb;
-        if (fDelta != 0.0f) {
+        const float fPresenceDb = m_pParams->fPresence / StereoEnhancerEffectParams::STEREOENHANCER_MAX_PRESENCE *
+                                  STEREOENHANCER_MAX_PRESENCE_DB;
+        if (fPresenceDb != m_fPrevPresenceDb) {
             // An offset on the preset's own gain of the 4 kHz peak: heard
-            // only in presets that switch that band on.
-            const float fGainDb = m_pParams->m_MidEQ.GetBand(BAND2).fGain + fDelta;
+            // only in presets that switch that band on. Added to the base
+            // rather than to the last gain, so that the same presence gives
+            // the same gain whatever the way to it.
+            const float fGainDb = m_fPresenceBaseDb + fPresenceDb;
             m_pParams->m_MidEQ.SetParam(OvParametricEQBandParamID(BAND2, OV_PARAMETRICEQ_FIELD_GAIN), &fGainDb,
                                         sizeof fGainDb);
+            m_fWrittenGainDb = m_pParams->m_MidEQ.GetBand(BAND2).fGain;
             m_fPrevPresenceDb = fPresenceDb;
         }
     }

@@ -42,7 +42,13 @@ public:
 
     // Forgets the presence offset applied so far, for a freshly loaded
     // preset: the next block applies presence again on top of it.
-    void ForgetPresence() { m_fPrevPresenceDb = 0.0f; }
+    void ForgetPresence()
+    {
+        m_fPrevPresenceDb = 0.0f;
+        m_bPresenceBaseKnown = false;
+    }
+    // Fades the side in from silence at the next block, as after Init.
+    void RestartSideFade() { m_fPrevStereoizerGain = 0.0f; }
 
 private:
     void ApplyPresence();
@@ -69,6 +75,9 @@ private:
     uint16_t m_uMaxFrames = 0;
     float m_fPrevStereoizerGain = 0.0f;  // linear; the first block fades the side in
     float m_fPrevPresenceDb = 0.0f;
+    float m_fPresenceBaseDb = 0.0f;  // the mid peak's gain without presence
+    float m_fWrittenGainDb = 0.0f;   // what presence last left in the band
+    bool m_bPresenceBaseKnown = false;
 };
 
 // The factory of the plug-in list.
