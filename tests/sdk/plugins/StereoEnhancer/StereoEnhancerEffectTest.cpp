@@ -69,24 +69,19 @@ TEST(StereoEnhancerEffectParams, PresetsCarryTheTablesValues)
         EXPECT_EQ(peak.fFrequency, 4000.0f);
         EXPECT_EQ(peak.bOn, i >= 2 ? 1 : 0);
         EXPECT_EQ(params.m_MidEQ.GetBand(BAND3).fFrequency, i == 2 ? 18246.0f : 12000.0f);
-        EXPECT_EQ(params.m_SideKeyEQ.GetBand(BAND1).fGain, -5.0f);
         const OvMultibandCompressorFXParamStruct& mid = params.m_MidCompressor.m_Params;
         const OvMultibandCompressorFXParamStruct& side = params.m_SideCompressor.m_Params;
         EXPECT_FLOAT_EQ(side.fInputGain, Linear(sideInput[i]));
         EXPECT_EQ(mid.fInputGain, 1.0f);
         EXPECT_EQ(mid.band[2].fRelease, 0.3f);
-        EXPECT_EQ(side.band[2].fRelease, 0.6f);
         EXPECT_EQ(mid.band[3].fThreshold, -22.0f);
         EXPECT_EQ(side.band[3].fThreshold, i == 6 ? -52.2f : -27.0f);
-        EXPECT_FLOAT_EQ(side.band[0].fBandOutputGain, Linear(2.0f));
-        EXPECT_FALSE(side.bFourthOrderCrossover);
         const OvRoomVerbFXParams& r = params.m_Ambience;
         EXPECT_EQ(r.live.fDecayTime, decay[i]);
         EXPECT_EQ(r.rebuild.fPreDelay, preDelay[i]);
         EXPECT_EQ(r.rebuild.uQuality, quality[i]);
         EXPECT_NEAR(r.live.fOutputLevelReverb / Linear(reverbDb[i] - 3.0f), 1.0f, 1e-5f);
         EXPECT_EQ(r.structure.fUnitDelayTotalMs, 100.0f);  // not the reverb's default, on purpose
-        EXPECT_EQ(r.rebuild.filters[0].uInsertType, i == 7 ? 2u : 3u);
     }
     EXPECT_EQ(asserts.Count(), 0u) << asserts.Describe();
 }
