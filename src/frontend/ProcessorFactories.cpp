@@ -11,6 +11,7 @@
 #include "wrappers/LoudnessProcessor.h"
 #include "wrappers/ParametricEQProcessor.h"
 #include "wrappers/ReverbProcessor.h"
+#include "wrappers/StereoEnhancerProcessor.h"
 
 // An effect joins the chain by naming its Create here.
 const ProcessorFactories& DefaultProcessorFactories()
@@ -25,6 +26,7 @@ const ProcessorFactories& DefaultProcessorFactories()
             .With<Slot::PostCompressor, &CompressorProcessor::Create>()
             .With<Slot::Vibrato, &VibratoProcessorImpl::Create>()
             .With<Slot::Tremolo, &TremoloProcessorImpl::Create>()
+            .With<Slot::StereoEnhancer, &StereoEnhancerProcessor::Create>()
             .With<Slot::Delay, &DelayProcessor::Create>()
             .With<Slot::Reverb, &ReverbProcessor::Create>()
             .With<Slot::FIR, &FIRProcessorImpl::Create>()

@@ -95,6 +95,11 @@ inline const RandomEffect kRandomEffects[] = {
          fx->SetReverbRVBLevel(Uniform(r, -12, 0), Uniform(r, -12, 0), Uniform(r, -12, 0), Uniform(r, -40, 0));
          fx->SetReverbOutputLevel(Uniform(r, -3, 0), Uniform(r, -12, -3), Uniform(r, -12, -3));
      }},
+    // Ambience 8 plays preset 7.
+    {"stereoenhancer", &A::SetStereoEnhancerON,
+     [](A* fx, Rng& r) {
+         fx->SetStereoEnhancerParams(Uniform(r, 0, 10), Uniform(r, -12, 12), r() % 2 == 0, uint32_t(r() % 9));
+     }},
 };
 
 }  // namespace testsupport
