@@ -91,14 +91,16 @@ const double* HeadphoneFilterTaps()
         {
             const int iCentre = int(kHeadphoneFilterTaps / 2);
             const double dCutoff = 5.0 / 48.0;  // cycles per sample at the four-fold rate
-            double dSum = 0.0;
-            for (int n = 0; n < int(kHeadphoneFilterTaps); ++n) {
-                const int m = n - iCentre;
+            // One half, mirrored, so that the filter is exactly symmetric.
+            for (int n = 0; n <= iCentre; ++n) {
+                const int m = iCentre - n;
                 const double dSinc = m == 0 ? 2.0 * dCutoff : std::sin(2.0 * kPi * dCutoff * m) / (kPi * m);
                 const double dWindow = 0.54 - 0.46 * std::cos(2.0 * kPi * n / (kHeadphoneFilterTaps - 1));
-                h[n] = dSinc * dWindow;
-                dSum += h[n];
+                h[n] = h[kHeadphoneFilterTaps - 1 - n] = dSinc * dWindow;
             }
+            double dSum = 0.0;
+            for (double v : h)
+                dSum += v;
             for (double& v : h)
                 v /= dSum;
         }
