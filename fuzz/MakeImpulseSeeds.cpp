@@ -7,6 +7,8 @@
 
 #include "FuzzInput.h"
 #include "common/WavImage.h"
+#include "ov/OvMemAllocDefault.h"
+#include "sdk/dsp/convolution/OvFreqDataWriter.h"
 
 namespace {
 
@@ -70,5 +72,21 @@ int main(int argc, char** argv)
     }
     Write(folder, "extensible", 0, Riff(WavImage().Fmt(0xfffe, 2, 44100, 16, 40).Data(Samples(16, 8))));
     Write(folder, "oversized", 1, Riff(WavImage().Fmt(1, 1, 44100, 16).Data(Samples(16, 8), 1u << 30)));
+    // Headphone images: mono, with an odd LIST chunk and its pad byte first.
+    for (uint32_t bits : {16u, 24u})
+        Write(folder, "headphone" + std::to_string(bits), uint8_t(bits),
+              Riff(WavImage().Tag("LIST").U32(3).Raw({1, 2, 3, 0}).Fmt(1, 1, 44100, bits).Data(Samples(bits, 40))));
+    // Frequency data blocks, for their validation: small partitions, each
+    // stamped with the rate its selector byte picks.
+    for (uint32_t block : {4u, 8u, 16u}) {
+        const uint8_t selector = uint8_t(block % kFuzzStreamRateCount);
+        std::vector<float> impulse(3 * block + 1, 0.25f);
+        uint32_t bytes = 0;
+        uint8_t* data = OV::WriteFreqData(OV::DefaultAllocator(), impulse.data(), uint32_t(impulse.size()), block,
+                                          FuzzStreamRate(selector), &bytes);
+        if (data)
+            Write(folder, "freqdata" + std::to_string(block), selector, std::vector<uint8_t>(data, data + bytes));
+        OV::DefaultAllocator()->Free(data);
+    }
     return 0;
 }

@@ -6,6 +6,7 @@
 #include "wrappers/BassTrebleProcessor.h"
 #include "wrappers/CompressorProcessor.h"
 #include "wrappers/DelayProcessor.h"
+#include "wrappers/HeadphoneProcessor.h"
 #include "wrappers/GraphicEQProcessor.h"
 #include "wrappers/LimiterProcessor.h"
 #include "wrappers/LoudnessProcessor.h"
@@ -30,6 +31,7 @@ const ProcessorFactories& DefaultProcessorFactories()
             .With<Slot::Delay, &DelayProcessor::Create>()
             .With<Slot::Reverb, &ReverbProcessor::Create>()
             .With<Slot::FIR, &FIRProcessorImpl::Create>()
+            .With<Slot::Headphone, &HeadphoneProcessor::Create>()
             .With<Slot::Limiter, &LimiterProcessor::Create>();
     return factories;
 }

@@ -7,27 +7,38 @@
 #include "sdk/dsp/delays/Mix2Interp.h"
 #include "wrappers/FlushToZeroScope.h"
 
+bool OvEffectHost::DescribeStream(uint32_t in_uMaxFrames, uint32_t in_uChannels, uint32_t in_uSampleRate)
+{
+    if (in_uMaxFrames > 0xFFFF || in_uChannels > 0xFF)
+        return false;  // the buffer's fields could not hold them
+    m_channelConfig.SetStandardOrAnonymous(in_uChannels, OV::ChannelMaskFromNumChannels(in_uChannels));
+    m_uMaxFrames = uint16_t(in_uMaxFrames);
+    m_buffer.AttachContiguousDeinterleaved(nullptr, m_channelConfig, m_uMaxFrames, 0);
+    m_uSampleRate = in_uSampleRate;
+    return true;
+}
+
+OvStreamFormat OvEffectHost::StreamFormat() const
+{
+    OvStreamFormat format;
+    format.uSampleRate = m_uSampleRate;
+    format.channelConfig = m_channelConfig;
+    format.uBitsPerSample = 32;
+    format.uBlockAlign = (uint32_t(m_channelConfig.uNumChannels) * 4) & 0x3FF;
+    format.uTypeID = OV_SAMPLETYPE_FLOAT;
+    format.uInterleaveID = OV_NONINTERLEAVED;
+    return format;
+}
+
 bool OvEffectHost::InitPlugin(IOvEffect* in_pPlugin, IOvEffectParams* in_pParams, uint32_t in_uMaxFrames,
                               uint32_t in_uChannels, uint32_t in_uSampleRate, const void* in_pParamsBlock,
                               uint32_t in_uBlockSize)
 {
     if (!in_pPlugin || !in_pParams)
         return false;
-    if (in_uMaxFrames > 0xFFFF || in_uChannels > 0xFF)
-        return false;  // the buffer's fields could not hold them
-
-    m_channelConfig.SetStandardOrAnonymous(in_uChannels, OV::ChannelMaskFromNumChannels(in_uChannels));
-    m_uMaxFrames = uint16_t(in_uMaxFrames);
-    m_buffer.AttachContiguousDeinterleaved(nullptr, m_channelConfig, m_uMaxFrames, 0);
-    m_uSampleRate = in_uSampleRate;
-
-    OvStreamFormat format;
-    format.uSampleRate = in_uSampleRate;
-    format.channelConfig = m_channelConfig;
-    format.uBitsPerSample = 32;
-    format.uBlockAlign = (in_uChannels * 4) & 0x3FF;
-    format.uTypeID = OV_SAMPLETYPE_FLOAT;
-    format.uInterleaveID = OV_NONINTERLEAVED;
+    if (!DescribeStream(in_uMaxFrames, in_uChannels, in_uSampleRate))
+        return false;
+    const OvStreamFormat format = StreamFormat();
 
     IOvMemAlloc* pAllocator = GetAllocator();
     if (in_pParams->Init(pAllocator, in_pParamsBlock, in_uBlockSize) != OV_Success)

@@ -22,6 +22,7 @@
 #include "ov/IOvGlobalContext.h"
 #include "ov/OvChannelConfig.h"
 #include "ov/OvPipelineBuffer.h"
+#include "ov/OvStreamFormat.h"
 
 class OvEffectHost : public IOvEffectContext, public IOvGlobalContext {
 public:
@@ -43,6 +44,12 @@ public:
     bool InitPlugin(IOvEffect* in_pPlugin, IOvEffectParams* in_pParams, uint32_t in_uMaxFrames,
                     uint32_t in_uChannels, uint32_t in_uSampleRate, const void* in_pParamsBlock,
                     uint32_t in_uBlockSize);
+
+    // The stream alone, as InitPlugin describes it, for a host whose plug-in
+    // comes later. False when the buffer's fields could not hold it.
+    bool DescribeStream(uint32_t in_uMaxFrames, uint32_t in_uChannels, uint32_t in_uSampleRate);
+    // What a plug-in is given at Init for that stream: 32-bit float, not interleaved.
+    OvStreamFormat StreamFormat() const;
 
     // One block of the chain. Equal flags: run the plug-in when active, leave
     // everything untouched when bypassed. Different flags: run the plug-in and

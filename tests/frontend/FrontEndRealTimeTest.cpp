@@ -36,11 +36,16 @@ void SwitchAllOn(audiofx::AudioEffects* fx)
     for (void (A::*on)(bool) : {&A::SetLoudnessON, &A::SetCompressorON, &A::SetPostCompressorON, &A::SetGraphEQON,
                                 &A::SetBassTrebleON, &A::SetParametricEQON, &A::SetVibratoON, &A::SetTremoloON,
                                 &A::SetDelayON, &A::SetReverbON, &A::SetStereoEnhancerON, &A::SetRotate3DON,
-                                &A::SetSpatialAudioON, &A::SetFIRON, &A::SetLimiterON})
+                                &A::SetSpatialAudioON, &A::SetFIRON, &A::SetHeadphoneON, &A::SetLimiterON})
         (fx->*on)(true);
     // An impulse at another rate: resampled, then several partitions.
     const std::vector<uint8_t> image = DecayingImpulseImage(48000, 6000);
     fx->SetFIRImpulse(image.data(), image.size());
+    WavImage headphone;
+    for (int i = 0; i < 3000; ++i)
+        headphone.U16(uint16_t(int16_t(8000.0f * std::exp(-float(i) / 300.0f) * (i % 3 ? 1.0f : -1.0f))));
+    const std::vector<uint8_t> headphoneImage = Riff(WavImage().Fmt(1, 1, 48000, 16).Data(headphone.bytes));
+    fx->SetHeadphoneImpulse(headphoneImage.data(), headphoneImage.size());
     const float gains[10] = {3, 2, 1, 0, -1, -2, 0, 1, 2, 3};
     const DelayEffectParams delay = {80.0f, 0.4f, 0.0f, -6.0f};
     fx->SetLoudnessParams(-3.0f, 0.8f);
