@@ -5,6 +5,9 @@ set -euo pipefail
 
 packages=(cmake g++ make pkg-config libsoxr-dev libavcodec-dev libavutil-dev libgtest-dev libgmock-dev
           libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev)
+# tools/gen only, which the library does not link: libmysofa reads the MIT KEMAR
+# measurement that libmysofa1 ships, from which rotate 3D's tables are made.
+packages+=(libmysofa-dev libmysofa1)
 
 missing=()
 for p in "${packages[@]}"; do
