@@ -1,5 +1,6 @@
 #include "frontend/ProcessorFactories.h"
 
+#include "effects/Rotate3DProcessorImpl.h"
 #include "effects/TremoloProcessorImpl.h"
 #include "effects/VibratoProcessorImpl.h"
 #include "wrappers/BassTrebleProcessor.h"
@@ -23,6 +24,7 @@ const ProcessorFactories& DefaultProcessorFactories()
             .With<Slot::PostCompressor, &CompressorProcessor::Create>()
             .With<Slot::Vibrato, &VibratoProcessorImpl::Create>()
             .With<Slot::Tremolo, &TremoloProcessorImpl::Create>()
+            .With<Slot::Rotate3D, &Rotate3DProcessorImpl::Create>()
             .With<Slot::Delay, &DelayProcessor::Create>()
             .With<Slot::Limiter, &LimiterProcessor::Create>();
     return factories;
