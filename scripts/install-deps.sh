@@ -8,6 +8,9 @@ packages=(cmake g++ make pkg-config libsoxr-dev libavutil-dev libgtest-dev libgm
           libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base
           gstreamer1.0-plugins-good
           clang libclang-rt-14-dev mingw-w64 wine64 nasm dpkg-dev)
+# tools/gen only, which the library does not link: libmysofa reads the MIT KEMAR
+# measurement that libmysofa1 ships, from which rotate 3D's tables are made.
+packages+=(libmysofa-dev libmysofa1)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,6 +1,7 @@
 #include "frontend/ProcessorFactories.h"
 
 #include "effects/FIRProcessorImpl.h"
+#include "effects/Rotate3DProcessorImpl.h"
 #include "effects/TremoloProcessorImpl.h"
 #include "effects/VibratoProcessorImpl.h"
 #include "wrappers/BassTrebleProcessor.h"
@@ -28,6 +29,7 @@ const ProcessorFactories& DefaultProcessorFactories()
             .With<Slot::Vibrato, &VibratoProcessorImpl::Create>()
             .With<Slot::Tremolo, &TremoloProcessorImpl::Create>()
             .With<Slot::StereoEnhancer, &StereoEnhancerProcessor::Create>()
+            .With<Slot::Rotate3D, &Rotate3DProcessorImpl::Create>()
             .With<Slot::Delay, &DelayProcessor::Create>()
             .With<Slot::Reverb, &ReverbProcessor::Create>()
             .With<Slot::FIR, &FIRProcessorImpl::Create>()
