@@ -1,5 +1,7 @@
 #include "HostLoop.h"
 
+#include <time.h>
+
 #include <algorithm>
 #include <chrono>
 #include <stdexcept>
@@ -7,11 +9,28 @@
 
 namespace lxfx {
 
+namespace {
+
+// CPU time of this thread: the library does all its work on the caller's
+// thread, and unlike wall time it does not grow when the machine is busy.
+struct ThreadCpuClock {
+    using duration = std::chrono::nanoseconds;
+    using time_point = std::chrono::time_point<ThreadCpuClock>;
+    static time_point now()
+    {
+        timespec t{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+        return time_point(duration(int64_t(t.tv_sec) * 1000000000 + t.tv_nsec));
+    }
+};
+
+}  // namespace
+
 HostLoopResult RunHostLoop(audiofx::AudioEffects& effects, const StreamFormat& format,
                            PcmSource& source, PcmSink& sink, uint32_t chunkBytes,
                            const ProgressFn& progress)
 {
-    using Clock = std::chrono::steady_clock;
+    using Clock = ThreadCpuClock;
     const uint32_t frameBytes = format.BytesPerFrame();
     const uint32_t chunkFrames = std::max<uint32_t>(1, chunkBytes / frameBytes);
     std::vector<uint8_t> inChunk(size_t(chunkFrames) * frameBytes);

@@ -21,9 +21,9 @@ const char* ShowcasePresetJson()
   "graphEQ": {"on": true, "gains": [3.0, 2.0, 1.0, 0.0, -1.0, -1.0, 0.0, 1.0, 2.0, 2.5]},
   "bassTreble": {"on": true, "Bass": 2.0, "Treble": 1.5},
   "compressor": {"on": true, "Threshold": -20.0, "Ratio": 3.0, "Attack": 0.01, "Release": 0.25,
-                 "Range": 0.0, "PreGain": 0.0, "PostGain": 3.0},
+                 "Range": -12.0, "PreGain": 0.0, "PostGain": 3.0},
   "postCompressor": {"on": true, "Threshold": -10.0, "Ratio": 2.0, "Attack": 0.02,
-                     "Release": 0.3, "Range": 0.0, "PreGain": 0.0, "PostGain": 0.0},
+                     "Release": 0.3, "Range": -6.0, "PreGain": 0.0, "PostGain": 0.0},
   "parametricEQ": {
     "on": true, "Gain": 0.0,
     "filters": [

@@ -34,7 +34,7 @@ void PrintSummary(std::FILE* out, const std::string& inName, const std::string& 
                  Db(result.out.PeakDbfs()).c_str(), Db(result.out.RmsDbfs()).c_str(),
                  outName.c_str());
     if (result.libraryTimeS > 0.0)
-        std::fprintf(out, "speed   %.0fx real time (%.3f s in the library)\n",
+        std::fprintf(out, "speed   %.0fx real time (%.3f s of CPU time in the library)\n",
                      inSeconds / result.libraryTimeS, result.libraryTimeS);
 }
 
