@@ -136,20 +136,37 @@ bool SpatialReverb::Process(float* const* channelData, uint32_t frames)
             pos[i] = positions[c * kLines + i];
             state[i] = filterState[c * kLines + i];
         }
+        const double k = feedbackMatrix[0][0];  // the sign pattern is fixed; this is its scale
+        const double d = damping, keep = 1.0 - double(damping);
+        auto next = [this](uint32_t i, uint32_t at) { return at + 1 == delayLengths[i] ? 0 : at + 1; };
         for (uint32_t n = 0; n < frames; ++n) {
             const float x = data[n];
+            const float o0 = ring[0][pos[0]], o1 = ring[1][pos[1]], o2 = ring[2][pos[2]], o3 = ring[3][pos[3]];
             double y = double(direct) * x;
-            for (uint32_t i = 0; i < kLines; ++i)
-                y += double(outputGains[i] * ring[i][pos[i]]);
-            for (uint32_t i = 0; i < kLines; ++i) {
-                double s = 0.0;
-                for (uint32_t j = 0; j < kLines; ++j)
-                    s += double(ring[j][pos[j]]) * feedbackMatrix[i][j];
-                state[i] = double(damping) * state[i] + (1.0 - double(damping)) * s;
-                // The oldest entry leaves and the newest takes its place.
-                ring[i][pos[i]] = float(double(inputGains[i] * x) + state[i]);
-                pos[i] = pos[i] + 1 == delayLengths[i] ? 0 : pos[i] + 1;
-            }
+            y += double(outputGains[0] * o0);
+            y += double(outputGains[1] * o1);
+            y += double(outputGains[2] * o2);
+            y += double(outputGains[3] * o3);
+            // x * (+-k) is +-(x * k) to the bit, so each oldest entry is
+            // scaled once and the rows add or subtract it. Row i reads the
+            // lines before it already shifted.
+            const double p1 = double(o1) * k, p2 = double(o2) * k, p3 = double(o3) * k;
+            double p0 = double(o0) * k;
+            state[0] = d * state[0] + keep * (((0.0 + p0) + p1) + p2 + p3);
+            ring[0][pos[0]] = float(double(inputGains[0] * x) + state[0]);
+            pos[0] = next(0, pos[0]);
+            p0 = double(ring[0][pos[0]]) * k;
+            state[1] = d * state[1] + keep * (((0.0 + p0) - p1) + p2 - p3);
+            ring[1][pos[1]] = float(double(inputGains[1] * x) + state[1]);
+            pos[1] = next(1, pos[1]);
+            const double q1 = double(ring[1][pos[1]]) * k;
+            state[2] = d * state[2] + keep * (((0.0 + p0) + q1) - p2 - p3);
+            ring[2][pos[2]] = float(double(inputGains[2] * x) + state[2]);
+            pos[2] = next(2, pos[2]);
+            const double q2 = double(ring[2][pos[2]]) * k;
+            state[3] = d * state[3] + keep * (((0.0 + p0) - q1) - q2 + p3);
+            ring[3][pos[3]] = float(double(inputGains[3] * x) + state[3]);
+            pos[3] = next(3, pos[3]);
             data[n] = float(w * y + dry * double(x));
         }
         for (uint32_t i = 0; i < kLines; ++i) {
