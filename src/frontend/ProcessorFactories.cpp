@@ -2,6 +2,7 @@
 
 #include "effects/FIRProcessorImpl.h"
 #include "effects/Rotate3DProcessorImpl.h"
+#include "effects/SpatialAudioProcessorImpl.h"
 #include "effects/TremoloProcessorImpl.h"
 #include "effects/VibratoProcessorImpl.h"
 #include "wrappers/BassTrebleProcessor.h"
@@ -30,6 +31,7 @@ const ProcessorFactories& DefaultProcessorFactories()
             .With<Slot::Tremolo, &TremoloProcessorImpl::Create>()
             .With<Slot::StereoEnhancer, &StereoEnhancerProcessor::Create>()
             .With<Slot::Rotate3D, &Rotate3DProcessorImpl::Create>()
+            .With<Slot::SpatialAudio, &SpatialAudioProcessorImpl::Create>()
             .With<Slot::Delay, &DelayProcessor::Create>()
             .With<Slot::Reverb, &ReverbProcessor::Create>()
             .With<Slot::FIR, &FIRProcessorImpl::Create>()
