@@ -21,11 +21,25 @@ constexpr double kPi = 3.14159265358979323846;
 // starts 16 bytes aligned.
 constexpr size_t kHeaderBytes = (sizeof(ov_fft_state) + OV_SIMD_ALIGNMENT - 1) & ~size_t(OV_SIMD_ALIGNMENT - 1);
 
-// The table's bytes rounded up to whole 16-byte units: an odd length needs
-// the last 8 bytes too.
-size_t StateBytes(int nfft)
+// Floats of a radix-4 stage's pair table: per pair of k, three twiddles in
+// two four-float forms.
+constexpr size_t kPairFloatsPerK = 12;
+
+bool HasPairTable(int p, int m)
 {
-    return kHeaderBytes + ((size_t(nfft) * sizeof(ov_fft_cpx) + OV_SIMD_ALIGNMENT - 1) & ~size_t(OV_SIMD_ALIGNMENT - 1));
+    return p == 4 && (m % 2) == 0;
+}
+
+// The header, the table's bytes rounded up to whole 16-byte units (an odd
+// length needs the last 8 bytes too), then the pair tables of the radix-4
+// stages (each a whole number of 16-byte units).
+size_t StateBytes(int nfft, const int32_t* factors, int iStages)
+{
+    size_t uBytes = kHeaderBytes + ((size_t(nfft) * sizeof(ov_fft_cpx) + OV_SIMD_ALIGNMENT - 1) & ~size_t(OV_SIMD_ALIGNMENT - 1));
+    for (int i = 0; i < iStages; ++i)
+        if (HasPairTable(factors[2 * i], factors[2 * i + 1]))
+            uBytes += size_t(factors[2 * i + 1]) * kPairFloatsPerK * sizeof(float);
+    return uBytes;
 }
 
 inline ov_fft_cpx Mul(ov_fft_cpx a, ov_fft_cpx b)
@@ -103,90 +117,151 @@ void Butterfly4Last1024(ov_fft_cpx* Fout, const ov_fft_state* st)
 }
 
 #if OV_FFT_SSE
-// Two complex products at once: a and b hold (r0, i0, r1, i1).
-inline __m128 Mul2(__m128 a, __m128 b)
+// (r0, i0, r1, i1) -> (i0, r0, i1, r1).
+inline __m128 SwapReIm(__m128 a)
 {
-    const __m128 bRe = _mm_shuffle_ps(b, b, _MM_SHUFFLE(2, 2, 0, 0));
-    const __m128 bIm = _mm_shuffle_ps(b, b, _MM_SHUFFLE(3, 3, 1, 1));
-    const __m128 aSwap = _mm_shuffle_ps(a, a, _MM_SHUFFLE(2, 3, 0, 1));
-    const __m128 sign = _mm_set_ps(1.0f, -1.0f, 1.0f, -1.0f);
-    return _mm_add_ps(_mm_mul_ps(a, bRe), _mm_mul_ps(_mm_mul_ps(aSwap, bIm), sign));
+    return _mm_shuffle_ps(a, a, _MM_SHUFFLE(2, 3, 0, 1));
 }
 
-// (r, i) -> (i, -r) for both samples: a turn by -i.
-inline __m128 TurnMinusI(__m128 a)
+// Two complex products at once, with the twiddles in the table's forms:
+// wRe = (re, re, re', re'), wIm = (-im, im, -im', im').
+inline __m128 MulPair(__m128 a, __m128 wRe, __m128 wIm)
 {
-    const __m128 sign = _mm_set_ps(-1.0f, 1.0f, -1.0f, 1.0f);
-    return _mm_mul_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(2, 3, 0, 1)), sign);
+    return _mm_add_ps(_mm_mul_ps(a, wRe), _mm_mul_ps(SwapReIm(a), wIm));
 }
 
-inline __m128 LoadPair(const ov_fft_cpx* a, const ov_fft_cpx* b)
+// The sign mask that turns (r, i) into (i, -r), a turn by -i, for the
+// forward direction, and into (-i, r), by +i, for the inverse.
+inline __m128 TurnMask(bool in_bInverse)
 {
-    return _mm_castpd_ps(_mm_loadh_pd(_mm_load_sd(reinterpret_cast<const double*>(a)), reinterpret_cast<const double*>(b)));
+    return in_bInverse ? _mm_set_ps(0.0f, -0.0f, 0.0f, -0.0f) : _mm_set_ps(-0.0f, 0.0f, -0.0f, 0.0f);
 }
 
-// The radix-4 step for k and k + 1 with twiddle pairs already loaded.
-inline void Radix4Pair(ov_fft_cpx* Fout, int m, __m128 tw1, __m128 tw2, __m128 tw3, bool bInverse)
+inline __m128 Turn(__m128 a, __m128 turnMask)
 {
+    return _mm_xor_ps(SwapReIm(a), turnMask);
+}
+
+// The 4-point transform, two samples per register, in place: x0..x3 are the
+// inputs in order (already multiplied by their twiddles).
+inline void Dft4(__m128& x0, __m128& x1, __m128& x2, __m128& x3, __m128 turnMask)
+{
+    const __m128 s5 = _mm_sub_ps(x0, x2);
+    const __m128 f0 = _mm_add_ps(x0, x2);
+    const __m128 s3 = _mm_add_ps(x1, x3);
+    const __m128 s4 = Turn(_mm_sub_ps(x1, x3), turnMask);
+    x0 = _mm_add_ps(f0, s3);
+    x2 = _mm_sub_ps(f0, s3);
+    x1 = _mm_add_ps(s5, s4);
+    x3 = _mm_sub_ps(s5, s4);
+}
+
+// Radix 4, two k per step (m even), twiddles from the stage's pair table.
+void Butterfly4Pairs(ov_fft_cpx* Fout, int m, const float* pTable, __m128 turnMask)
+{
+    OV_ASSERT((m % 2) == 0);
     float* p0 = &Fout[0].r;
     float* p1 = &Fout[m].r;
     float* p2 = &Fout[2 * m].r;
     float* p3 = &Fout[3 * m].r;
-    const __m128 s0 = Mul2(_mm_loadu_ps(p1), tw1);
-    const __m128 s1 = Mul2(_mm_loadu_ps(p2), tw2);
-    const __m128 s2 = Mul2(_mm_loadu_ps(p3), tw3);
-    const __m128 f0 = _mm_loadu_ps(p0);
-    const __m128 s5 = _mm_sub_ps(f0, s1);
-    const __m128 f1 = _mm_add_ps(f0, s1);
-    const __m128 s3 = _mm_add_ps(s0, s2);
-    __m128 s4 = TurnMinusI(_mm_sub_ps(s0, s2));
-    if (bInverse)
-        s4 = _mm_sub_ps(_mm_setzero_ps(), s4);
-    _mm_storeu_ps(p2, _mm_sub_ps(f1, s3));
-    _mm_storeu_ps(p0, _mm_add_ps(f1, s3));
-    _mm_storeu_ps(p1, _mm_add_ps(s5, s4));
-    _mm_storeu_ps(p3, _mm_sub_ps(s5, s4));
-}
-
-// Radix 4, two k per step (m even).
-void Butterfly4Pairs(ov_fft_cpx* Fout, size_t fstride, const ov_fft_state* st, int m)
-{
-    OV_ASSERT((m % 2) == 0);
-    const ov_fft_cpx* tw = st->twiddles;
-    const bool bInverse = st->inverse != 0;
-    for (int k = 0; k < m; k += 2) {
-        const size_t a = k * fstride, b = (k + 1) * fstride;
-        Radix4Pair(Fout + k, m, LoadPair(tw + a, tw + b), LoadPair(tw + 2 * a, tw + 2 * b),
-                   LoadPair(tw + 3 * a, tw + 3 * b), bInverse);
+    for (int k = 0; k < m; k += 2, pTable += 2 * kPairFloatsPerK) {
+        const int i = 2 * k;
+        __m128 x0 = _mm_loadu_ps(p0 + i);
+        __m128 x1 = MulPair(_mm_loadu_ps(p1 + i), _mm_load_ps(pTable), _mm_load_ps(pTable + 4));
+        __m128 x2 = MulPair(_mm_loadu_ps(p2 + i), _mm_load_ps(pTable + 8), _mm_load_ps(pTable + 12));
+        __m128 x3 = MulPair(_mm_loadu_ps(p3 + i), _mm_load_ps(pTable + 16), _mm_load_ps(pTable + 20));
+        Dft4(x0, x1, x2, x3, turnMask);
+        _mm_storeu_ps(p0 + i, x0);
+        _mm_storeu_ps(p1 + i, x1);
+        _mm_storeu_ps(p2 + i, x2);
+        _mm_storeu_ps(p3 + i, x3);
     }
 }
 
-// The fused leaf of 1024 points: the 16-point transform of the inputs at
-// stride 64, as a first radix-4 pass straight from the input and a second
-// with the twiddles of the stage-constant table.
-void Leaf16(ov_fft_cpx* Fout, const ov_fft_cpx* f, const ov_fft_state* st)
+// The 1024-point leaf's second-pass twiddles, index (k - 1) * 3 + (q - 1) for
+// k, q in 1..3 (k = 0 has twiddle 1), each duplicated over both lanes.
+struct LeafTwiddles {
+    __m128 re[9];
+    __m128 im[9];
+};
+
+// From the stage constants in simdTwiddles: entries 0..5 hold q = 1, 2, 3 for
+// k = 0, 1 in pairs, entries 6..11 the same for k = 2, 3.
+void MakeLeafTwiddles(const ov_fft_cpx* simdTwiddles, LeafTwiddles* out_pTw)
 {
-    const bool bInverse = st->inverse != 0;
-    // First pass: four 4-point transforms of f[q*64 + r*256], into Fout[4q + k].
-    for (int q = 0; q < 4; ++q) {
-        const ov_fft_cpx x0 = f[q * 64], x1 = f[q * 64 + 256], x2 = f[q * 64 + 512], x3 = f[q * 64 + 768];
-        const ov_fft_cpx s5 = Sub(x0, x2), f0 = Add(x0, x2);
-        const ov_fft_cpx s3 = Add(x1, x3), s4 = Sub(x1, x3);
-        ov_fft_cpx* o = Fout + 4 * q;
-        o[0] = Add(f0, s3);
-        o[2] = Sub(f0, s3);
-        if (bInverse) {
-            o[1] = {s5.r - s4.i, s5.i + s4.r};
-            o[3] = {s5.r + s4.i, s5.i - s4.r};
-        } else {
-            o[1] = {s5.r + s4.i, s5.i - s4.r};
-            o[3] = {s5.r - s4.i, s5.i + s4.r};
+    for (int k = 1; k < 4; ++k) {
+        for (int q = 1; q < 4; ++q) {
+            const ov_fft_cpx w = simdTwiddles[(k / 2) * 6 + (q - 1) * 2 + (k % 2)];
+            out_pTw->re[(k - 1) * 3 + q - 1] = _mm_set1_ps(w.r);
+            out_pTw->im[(k - 1) * 3 + q - 1] = _mm_set_ps(w.i, -w.i, w.i, -w.i);
         }
     }
-    // Second pass: radix 4 over m = 4, k in pairs (0, 1) and (2, 3).
-    const float* pTw = &st->simdTwiddles[0].r;
-    Radix4Pair(Fout, 4, _mm_loadu_ps(pTw), _mm_loadu_ps(pTw + 4), _mm_loadu_ps(pTw + 8), bInverse);
-    Radix4Pair(Fout + 2, 4, _mm_loadu_ps(pTw + 12), _mm_loadu_ps(pTw + 16), _mm_loadu_ps(pTw + 20), bInverse);
+}
+
+// Two 16-point leaves of 1024 points at once: leaf j takes the inputs
+// in[j + 64 q + 256 r], leaf j + 1 their neighbours, so one register holds
+// both leaves' sample. A first radix-4 pass over r, a second over q with
+// the twiddles of m = 4; leaf j's result goes to out[0..15], leaf j + 1's to
+// out[256..271] (the two differ in the last stage's block).
+void LeafPair1024(ov_fft_cpx* out, const ov_fft_cpx* in, const LeafTwiddles& tw, __m128 turnMask)
+{
+    __m128 y[16];
+    for (int q = 0; q < 4; ++q) {
+        const float* p = &in[64 * q].r;
+        __m128 x0 = _mm_loadu_ps(p), x1 = _mm_loadu_ps(p + 512), x2 = _mm_loadu_ps(p + 1024), x3 = _mm_loadu_ps(p + 1536);
+        Dft4(x0, x1, x2, x3, turnMask);
+        y[4 * q] = x0;
+        y[4 * q + 1] = x1;
+        y[4 * q + 2] = x2;
+        y[4 * q + 3] = x3;
+    }
+    float* pA = &out[0].r;
+    float* pB = &out[256].r;
+    for (int k = 0; k < 4; k += 2) {
+        __m128 z[2][4];
+        for (int d = 0; d < 2; ++d) {
+            const int kk = k + d;
+            __m128 x0 = y[kk], x1 = y[4 + kk], x2 = y[8 + kk], x3 = y[12 + kk];
+            if (kk > 0) {
+                const int t = (kk - 1) * 3;
+                x1 = MulPair(x1, tw.re[t], tw.im[t]);
+                x2 = MulPair(x2, tw.re[t + 1], tw.im[t + 1]);
+                x3 = MulPair(x3, tw.re[t + 2], tw.im[t + 2]);
+            }
+            Dft4(x0, x1, x2, x3, turnMask);
+            z[d][0] = x0;
+            z[d][1] = x1;
+            z[d][2] = x2;
+            z[d][3] = x3;
+        }
+        // Output k + 4c and k + 1 + 4c side by side: low halves are leaf j,
+        // high halves leaf j + 1.
+        for (int c = 0; c < 4; ++c) {
+            _mm_storeu_ps(pA + 2 * (k + 4 * c), _mm_movelh_ps(z[0][c], z[1][c]));
+            _mm_storeu_ps(pB + 2 * (k + 4 * c), _mm_movehl_ps(z[1][c], z[0][c]));
+        }
+    }
+}
+
+// 1024 points as 4 x 4 x 4 x 4 x 4, breadth first: the 64 leaves of 16
+// points in pairs, then the radix-4 stages of m = 16, 64 and 256. Leaf j
+// (j = q0 + 4 q1 + 16 q2) belongs at 256 q0 + 64 q1 + 16 q2, the place the
+// depth-first recursion gives it.
+void Fft1024(const ov_fft_state* st, const ov_fft_cpx* fin, ov_fft_cpx* fout)
+{
+    const __m128 turnMask = TurnMask(st->inverse != 0);
+    LeafTwiddles tw;
+    MakeLeafTwiddles(st->simdTwiddles, &tw);
+    for (int q0 = 0; q0 < 4; q0 += 2)
+        for (int q1 = 0; q1 < 4; ++q1)
+            for (int q2 = 0; q2 < 4; ++q2)
+                LeafPair1024(fout + 256 * q0 + 64 * q1 + 16 * q2, fin + q0 + 4 * q1 + 16 * q2, tw, turnMask);
+    // Stage 2 is m = 16, stage 1 m = 64, stage 0 m = 256.
+    for (int iBlock = 0; iBlock < 1024; iBlock += 64)
+        Butterfly4Pairs(fout + iBlock, 16, st->pairTwiddles[2], turnMask);
+    for (int iBlock = 0; iBlock < 1024; iBlock += 256)
+        Butterfly4Pairs(fout + iBlock, 64, st->pairTwiddles[1], turnMask);
+    Butterfly4Pairs(fout, 256, st->pairTwiddles[0], turnMask);
 }
 #endif
 
@@ -275,11 +350,6 @@ void Work(ov_fft_cpx* Fout, const ov_fft_cpx* f, size_t fstride, const int32_t* 
             *o = *f;
             f += fstride;
         } while (++o != FoutEnd);
-#if OV_FFT_SSE
-    } else if (st->nfft == 1024 && factors[2] == 4 && factors[3] == 1 && fstride == 64) {
-        Leaf16(Fout, f, st);
-        return;
-#endif
     } else if (p == 4 && factors[2] == 2 && factors[3] == 1) {
         // Four 2-point transforms, read straight from the input.
         for (int q = 0; q < 4; ++q) {
@@ -305,7 +375,7 @@ void Work(ov_fft_cpx* Fout, const ov_fft_cpx* f, size_t fstride, const int32_t* 
             Butterfly4Last1024(Fout, st);
 #if OV_FFT_SSE
         else if ((m % 2) == 0)
-            Butterfly4Pairs(Fout, fstride, st, m);
+            Butterfly4Pairs(Fout, m, st->pairTwiddles[(factors - st->factors) / 2], TurnMask(st->inverse != 0));
 #endif
         else
             Butterfly4Scalar(Fout, fstride, st, m);
@@ -356,9 +426,10 @@ ov_fft_cfg ov_fft_alloc(int nfft, int inverse, void* mem, size_t* lenmem)
     if (!lenmem)
         return nullptr;
     int32_t factors[2 * OV_FFT_MAX_FACTORS] = {};
-    if (OV::FactorizeFft(nfft, factors) == 0)
+    const int iStages = OV::FactorizeFft(nfft, factors);
+    if (iStages == 0)
         return nullptr;
-    const size_t uNeeded = StateBytes(nfft);
+    const size_t uNeeded = StateBytes(nfft, factors, iStages);
     const size_t uGiven = *lenmem;
     *lenmem = uNeeded;
     if (!mem || uGiven < uNeeded || (reinterpret_cast<uintptr_t>(mem) % OV_SIMD_ALIGNMENT) != 0)
@@ -376,6 +447,31 @@ ov_fft_cfg ov_fft_alloc(int nfft, int inverse, void* mem, size_t* lenmem)
         const double dPhase = dSign * 2.0 * kPi * double(k) / double(nfft);
         st->twiddles[k] = {float(std::cos(dPhase)), float(std::sin(dPhase))};
     }
+    // The pair tables follow the twiddles, stage by stage, copied from them.
+    float* pTable = reinterpret_cast<float*>(static_cast<uint8_t*>(mem) + StateBytes(nfft, factors, 0));
+    size_t uFstride = 1;
+    for (int i = 0; i < OV_FFT_MAX_FACTORS; ++i) {
+        st->pairTwiddles[i] = nullptr;
+        if (i >= iStages)
+            continue;
+        const int p = factors[2 * i], m = factors[2 * i + 1];
+        if (HasPairTable(p, m)) {
+            st->pairTwiddles[i] = pTable;
+            for (int k = 0; k < m; ++k) {
+                float* pPair = pTable + size_t(k / 2) * 2 * kPairFloatsPerK + 2 * (k % 2);
+                for (int q = 1; q < 4; ++q) {
+                    const ov_fft_cpx w = st->twiddles[size_t(q) * size_t(k) * uFstride];
+                    float* pRe = pPair + (q - 1) * 8;
+                    pRe[0] = pRe[1] = w.r;
+                    pRe[4] = -w.i;
+                    pRe[5] = w.i;
+                }
+            }
+            pTable += size_t(m) * kPairFloatsPerK;
+        }
+        uFstride *= size_t(p);
+    }
+    OV_ASSERT(reinterpret_cast<uint8_t*>(pTable) == static_cast<uint8_t*>(mem) + uNeeded);
     return st;
 }
 
@@ -391,7 +487,11 @@ void ov_fft(ov_fft_cfg st, const ov_fft_cpx* fin, ov_fft_cpx* fout)
         for (int i = 0; i < 12; ++i)
             simdTwiddles[i] = st->twiddles[kIndex[i]];
         st->simdTwiddles = simdTwiddles;
+#if OV_FFT_SSE
+        Fft1024(st, fin, fout);
+#else
         Work(fout, fin, 1, st->factors, st);
+#endif
         st->simdTwiddles = nullptr;
         return;
     }

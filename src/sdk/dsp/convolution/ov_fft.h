@@ -18,6 +18,12 @@
 // that call's stack, so a state serves one thread at a time; otherwise the
 // state is only read and may serve many channels in turn.
 //
+// Speed: each radix-4 stage with an even m has its twiddles laid out in the
+// block, in the order the two-at-a-time step reads them and already in the
+// form its complex product needs. The 1024-point path runs its 16-point
+// leaves two at a time (inputs j and j + 1 are neighbours in memory, so one
+// register holds both), then the three radix-4 stages above them in turn.
+//
 // Lengths: any length whose factorisation fits in 8 stages and whose largest
 // prime factor is at most OV_FFT_MAX_GENERIC_RADIX (the generic stage keeps
 // its scratch on the stack); others are refused.
@@ -40,6 +46,11 @@ struct ov_fft_state {
     int32_t factors[2 * OV_FFT_MAX_FACTORS];  // pairs (radix p, remaining length m)
     ov_fft_cpx* twiddles;                     // nfft entries inside this block, 16-byte aligned
     const ov_fft_cpx* simdTwiddles;           // the 1024-point path's stage constants, set per call
+    // Per stage: for a radix-4 stage with even m, its twiddles for k and k + 1
+    // taken together, inside this block, 16-byte aligned; null for any other
+    // stage. Per pair of k, for q = 1, 2, 3: (re, re, re', re') then
+    // (-im, im, -im', im') of twiddles q k fstride and q (k + 1) fstride.
+    const float* pairTwiddles[OV_FFT_MAX_FACTORS];
 };
 typedef ov_fft_state* ov_fft_cfg;
 

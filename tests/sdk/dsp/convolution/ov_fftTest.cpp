@@ -3,6 +3,7 @@
 // factoriser makes; and the two-phase construction.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <random>
@@ -120,5 +121,23 @@ TEST(OvFft, RefusesWhatItCannotServeAndFindsFastSizes)
         bytes = 0;
         ov_fft_alloc(n, 0, nullptr, &bytes);
         EXPECT_GE(bytes, sizeof(ov_fft_state) + size_t(n) * sizeof(ov_fft_cpx)) << n;
+    }
+}
+
+TEST(OvFft, StateIsBuiltInsideTheSizeItReports)
+{
+    // Bytes past the reported size keep a marker; the stage tables start aligned.
+    for (int n : {4, 8, 64, 100, 1000, 1024, 4096}) {
+        size_t bytes = 0;
+        ov_fft_alloc(n, 1, nullptr, &bytes);
+        Aligned memory(bytes + 64);
+        auto* raw = static_cast<unsigned char*>(memory.Get());
+        std::fill(raw, raw + bytes + 64, 0xA5);
+        ov_fft_cfg st = ov_fft_alloc(n, 1, raw, &bytes);
+        ASSERT_NE(st, nullptr) << n;
+        for (size_t i = bytes; i < bytes + 64; ++i)
+            ASSERT_EQ(raw[i], 0xA5) << n << " byte " << i;
+        for (const float* table : st->pairTwiddles)
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(table) % OV_SIMD_ALIGNMENT, 0u) << n;
     }
 }
