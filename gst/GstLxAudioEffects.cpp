@@ -310,7 +310,7 @@ static GstStateChangeReturn gst_lx_audio_effects_change_state(GstElement* elemen
     return GST_ELEMENT_CLASS(gst_lx_audio_effects_parent_class)->change_state(element, transition);
 }
 
-static void gst_lx_audio_effects_set_property(GObject* object, guint id, const GValue* value, GParamSpec* spec)
+static void gst_lx_audio_effects_set_property(GObject* object, guint id, const GValue* value, GParamSpec* paramSpec)
 {
     GstLxAudioEffects* self = GST_LX_AUDIO_EFFECTS(object);
     switch (id) {
@@ -343,11 +343,11 @@ static void gst_lx_audio_effects_set_property(GObject* object, guint id, const G
         GST_OBJECT_UNLOCK(self);
         self->effects->SetBypassMode(g_value_get_boolean(value));
         break;
-    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec); break;
+    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, paramSpec); break;
     }
 }
 
-static void gst_lx_audio_effects_get_property(GObject* object, guint id, GValue* value, GParamSpec* spec)
+static void gst_lx_audio_effects_get_property(GObject* object, guint id, GValue* value, GParamSpec* paramSpec)
 {
     GstLxAudioEffects* self = GST_LX_AUDIO_EFFECTS(object);
     switch (id) {
@@ -362,7 +362,7 @@ static void gst_lx_audio_effects_get_property(GObject* object, guint id, GValue*
         GST_OBJECT_UNLOCK(self);
         break;
     case PROP_DUMP: g_value_set_string(value, self->logger->Dump(self->effects).c_str()); break;
-    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec); break;
+    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, paramSpec); break;
     }
 }
 
