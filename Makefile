@@ -10,7 +10,7 @@ FUZZ_SECONDS ?= 60
 # Optimised, with assertions left on.
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -g"
 
-.PHONY: deps build test test-sanitize test-tsan fuzz build-windows test-windows bench bench-scan demo clean
+.PHONY: deps build test test-sanitize test-tsan fuzz build-windows test-windows bench bench-scan bench-peers demo clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -68,6 +68,11 @@ bench: build
 # 2.2 GB in $(BUILD_DIR)/bench-scan-files), with one and two jobs.
 bench-scan: build
 	$(BUILD_DIR)/bin/lxfx_scan_bench
+
+# lxfx against FFmpeg's nearest filters (and SoX's reverb), CPU time net of a
+# pass-through run, interleaved rounds; installs FFmpeg and SoX if missing.
+bench-peers: build
+	bash bench/peers/run.sh $(BUILD_DIR)/bin/lxfx 3
 
 demo: build
 	$(BUILD_DIR)/bin/lxfx demo
