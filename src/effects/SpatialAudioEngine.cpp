@@ -35,13 +35,23 @@ constexpr size_t kAmbientDelayFloats = Lines(size_t(kMaxRate * kAmbientDelaySeco
 constexpr size_t kStorageFloats = (8 + kSpatialAudioSlots) * size_t(kPoints) + 4 * size_t(kBlock) +
                                   kOutputDelayFloats + 2 * kAmbientDelayFloats;
 
-// One step of a delay ring of fixed length: the oldest value out, x in.
-inline float Delay(float* ring, uint32_t length, uint32_t& at, float x)
+// A delay ring of fixed length over n values in place: each value swaps
+// with the ring's oldest. Runs of the ring between wraps, so no per-value
+// wrap test.
+void Delay(float* ring, uint32_t length, uint32_t& at, float* data, uint32_t n)
 {
-    const float y = ring[at];
-    ring[at] = x;
-    at = at + 1 == length ? 0 : at + 1;
-    return y;
+    while (n > 0) {
+        const uint32_t run = std::min(n, length - at);
+        float* r = ring + at;
+        for (uint32_t i = 0; i < run; ++i) {
+            const float y = r[i];
+            r[i] = data[i];
+            data[i] = y;
+        }
+        data += run;
+        n -= run;
+        at = at + run == length ? 0 : at + run;
+    }
 }
 
 // NaN has no place in [-1, 1]: it leaves as 0.
@@ -219,10 +229,10 @@ void SpatialAudioEngine::Process(float* const* planes, uint32_t* frames)
     primaryFilter->Process(primaryPlane, int32_t(kBlock));
     ambientFilter->Process(ambientPlane, int32_t(kBlock));
     // Decorrelation: the ambient signal 2 ms late, its inverse 2 ms later.
+    Delay(ambientDelay, ambientDelayLength, ambientDelayAt, ambient, kBlock);
     for (uint32_t i = 0; i < kBlock; ++i)
-        ambient[i] = Delay(ambientDelay, ambientDelayLength, ambientDelayAt, ambient[i]);
-    for (uint32_t i = 0; i < kBlock; ++i)
-        inverted[i] = Delay(ambientInvertedDelay, ambientDelayLength, ambientInvertedDelayAt, -ambient[i]);
+        inverted[i] = -ambient[i];
+    Delay(ambientInvertedDelay, ambientDelayLength, ambientInvertedDelayAt, inverted, kBlock);
     std::copy(left, left + kBlock, leftSpectrum);
     for (float* s : {primary, ambient, inverted, leftSpectrum}) {
         std::fill(s + kBlock, s + kPoints, 0.0f);
@@ -250,8 +260,7 @@ void SpatialAudioEngine::Process(float* const* planes, uint32_t* frames)
 
     if (enhance) {
         reverb.Process(planes, n);
-        for (uint32_t i = 0; i < n; ++i)
-            right[i] = Delay(outputDelay, outputDelayLength, outputDelayAt, right[i]);
+        Delay(outputDelay, outputDelayLength, outputDelayAt, right, n);
     }
 
     if (warmupCount < 1) {
