@@ -6,6 +6,7 @@
 #include <new>
 
 #include "effects/SpatialAudioResponses.h"
+#include "effects/SpatialEarSpectra.h"
 
 namespace {
 
@@ -31,15 +32,26 @@ constexpr size_t Lines(size_t floats)
 }
 constexpr size_t kOutputDelayFloats = Lines(size_t(kMaxRate * kOutputDelaySeconds) + 1);
 constexpr size_t kAmbientDelayFloats = Lines(size_t(kMaxRate * kAmbientDelaySeconds) + 1);
-constexpr size_t kStorageFloats = 8 * size_t(kPoints) + 4 * size_t(kBlock) + kOutputDelayFloats + 2 * kAmbientDelayFloats;
+constexpr size_t kStorageFloats = (8 + kSpatialAudioSlots) * size_t(kPoints) + 4 * size_t(kBlock) +
+                                  kOutputDelayFloats + 2 * kAmbientDelayFloats;
 
-// One step of a delay ring of fixed length: the oldest value out, x in.
-inline float Delay(float* ring, uint32_t length, uint32_t& at, float x)
+// A delay ring of fixed length over n values in place: each value swaps
+// with the ring's oldest. Runs of the ring between wraps, so no per-value
+// wrap test.
+void Delay(float* ring, uint32_t length, uint32_t& at, float* data, uint32_t n)
 {
-    const float y = ring[at];
-    ring[at] = x;
-    at = at + 1 == length ? 0 : at + 1;
-    return y;
+    while (n > 0) {
+        const uint32_t run = std::min(n, length - at);
+        float* r = ring + at;
+        for (uint32_t i = 0; i < run; ++i) {
+            const float y = r[i];
+            r[i] = data[i];
+            data[i] = y;
+        }
+        data += run;
+        n -= run;
+        at = at + run == length ? 0 : at + run;
+    }
 }
 
 // NaN has no place in [-1, 1]: it leaves as 0.
@@ -120,11 +132,6 @@ bool SpatialAudioEngine::Init(uint32_t sampleRate_, uint32_t channels, uint32_t 
         return false;
     }
     const bool at48k = sampleRate_ == 48000;
-    for (uint32_t s = 0; s < kSpatialAudioSlots; ++s)
-        responses[s] = s < kSpatialAudioSharedSlots
-                           ? kSpatialAudioSharedResponses[s]
-                           : (at48k ? kSpatialAudioExtraResponses48k : kSpatialAudioExtraResponses44k)
-                                 [s - kSpatialAudioSharedSlots];
     // The engine runs at 44.1 or 48 kHz; other rates, as a caller's
     // mistake, are held to 48 kHz's lengths so the rings stay in bounds.
     const uint32_t delayRate = std::min(sampleRate_, kMaxRate);
@@ -137,6 +144,15 @@ bool SpatialAudioEngine::Init(uint32_t sampleRate_, uint32_t channels, uint32_t 
                                &mainLeft, &mainRight, &extraLeft, &extraRight};
     for (float** p : spectra) {
         *p = at;
+        at += kPoints;
+    }
+    for (uint32_t s = 0; s < kSpatialAudioSlots; ++s) {
+        SplitSpatialResponse(s < kSpatialAudioSharedSlots
+                                 ? kSpatialAudioSharedResponses[s]
+                                 : (at48k ? kSpatialAudioExtraResponses48k : kSpatialAudioExtraResponses44k)
+                                       [s - kSpatialAudioSharedSlots],
+                             at);
+        splitResponses[s] = at;
         at += kPoints;
     }
     float** const overlaps[] = {&overlapMainLeft, &overlapMainRight, &overlapExtraLeft, &overlapExtraRight};
@@ -182,48 +198,14 @@ void SpatialAudioEngine::Reset()
 }
 
 // The four per-ear sums of the block's products, bins 0 to 512, in the
-// packed layout: [0] bin 0 and [1] bin 512, both real, then bins 1 to 511
-// as re, im. The tables' bins 0 and 512 are real.
+// packed layout.
 void SpatialAudioEngine::CombineSpectra()
 {
-    const float gc = gains[kCenter], gfl = gains[kFrontLeft], gfr = gains[kFrontRight];
-    const float gsl = gains[kSideLeft], gsr = gains[kSideRight], grl = gains[kRearLeft], grr = gains[kRearRight];
-    const float gel = gains[kExtraLeft], ger = gains[kExtraRight];
-    const float* const* h = responses;
-    const float* P = primarySpectrum;
-    const float* A = ambientSpectrum;
-    const float* I = ambientInvertedSpectrum;
-    const float* L = leftSpectrum;
-
-    // Bin 0 at [0] of both, bin 512 at [1] of the spectra and [1024] of the tables.
-    for (int edge = 0; edge < 2; ++edge) {
-        const size_t x = size_t(edge), t = edge ? 2 * (kBins - 1) : 0;
-        const float p = P[x], a = A[x], i = I[x], l = L[x];
-        mainLeft[x] = gc * (p * h[0][t]) + gfl * (l * h[2][t] + l * h[4][t]) + gsl * (a * h[6][t] + i * h[8][t]) +
-                      grl * (a * h[10][t] + i * h[12][t]);
-        mainRight[x] = gc * (p * h[1][t]) + gfr * (l * h[3][t] + l * h[5][t]) + gsr * (i * h[7][t] + a * h[9][t]) +
-                       grr * (i * h[11][t] + a * h[13][t]);
-        extraLeft[x] = gel * (a * h[14][t] + i * h[16][t]);
-        extraRight[x] = ger * (i * h[15][t] + a * h[17][t]);
-    }
-    for (size_t k = 2; k < kPoints; k += 2) {
-        const float pr = P[k], pi = P[k + 1], ar = A[k], ai = A[k + 1];
-        const float ir = I[k], ii = I[k + 1], lr = L[k], li = L[k + 1];
-        auto re = [k](float xr, float xi, const float* t) { return xr * t[k] - xi * t[k + 1]; };
-        auto im = [k](float xr, float xi, const float* t) { return xr * t[k + 1] + xi * t[k]; };
-        mainLeft[k] = gc * re(pr, pi, h[0]) + gfl * (re(lr, li, h[2]) + re(lr, li, h[4])) +
-                      gsl * (re(ar, ai, h[6]) + re(ir, ii, h[8])) + grl * (re(ar, ai, h[10]) + re(ir, ii, h[12]));
-        mainLeft[k + 1] = gc * im(pr, pi, h[0]) + gfl * (im(lr, li, h[2]) + im(lr, li, h[4])) +
-                          gsl * (im(ar, ai, h[6]) + im(ir, ii, h[8])) + grl * (im(ar, ai, h[10]) + im(ir, ii, h[12]));
-        mainRight[k] = gc * re(pr, pi, h[1]) + gfr * (re(lr, li, h[3]) + re(lr, li, h[5])) +
-                       gsr * (re(ir, ii, h[7]) + re(ar, ai, h[9])) + grr * (re(ir, ii, h[11]) + re(ar, ai, h[13]));
-        mainRight[k + 1] = gc * im(pr, pi, h[1]) + gfr * (im(lr, li, h[3]) + im(lr, li, h[5])) +
-                           gsr * (im(ir, ii, h[7]) + im(ar, ai, h[9])) + grr * (im(ir, ii, h[11]) + im(ar, ai, h[13]));
-        extraLeft[k] = gel * (re(ar, ai, h[14]) + re(ir, ii, h[16]));
-        extraLeft[k + 1] = gel * (im(ar, ai, h[14]) + im(ir, ii, h[16]));
-        extraRight[k] = ger * (re(ir, ii, h[15]) + re(ar, ai, h[17]));
-        extraRight[k + 1] = ger * (im(ir, ii, h[15]) + im(ar, ai, h[17]));
-    }
+    const SpatialEarGains g{gains[kCenter],    gains[kFrontLeft], gains[kFrontRight],
+                            gains[kSideLeft],  gains[kSideRight], gains[kRearLeft],
+                            gains[kRearRight], gains[kExtraLeft], gains[kExtraRight]};
+    SumEarSpectraSse({primarySpectrum, ambientSpectrum, ambientInvertedSpectrum, leftSpectrum}, splitResponses, g,
+                     {mainLeft, mainRight, extraLeft, extraRight});
 }
 
 void SpatialAudioEngine::Process(float* const* planes, uint32_t* frames)
@@ -247,10 +229,10 @@ void SpatialAudioEngine::Process(float* const* planes, uint32_t* frames)
     primaryFilter->Process(primaryPlane, int32_t(kBlock));
     ambientFilter->Process(ambientPlane, int32_t(kBlock));
     // Decorrelation: the ambient signal 2 ms late, its inverse 2 ms later.
+    Delay(ambientDelay, ambientDelayLength, ambientDelayAt, ambient, kBlock);
     for (uint32_t i = 0; i < kBlock; ++i)
-        ambient[i] = Delay(ambientDelay, ambientDelayLength, ambientDelayAt, ambient[i]);
-    for (uint32_t i = 0; i < kBlock; ++i)
-        inverted[i] = Delay(ambientInvertedDelay, ambientDelayLength, ambientInvertedDelayAt, -ambient[i]);
+        inverted[i] = -ambient[i];
+    Delay(ambientInvertedDelay, ambientDelayLength, ambientInvertedDelayAt, inverted, kBlock);
     std::copy(left, left + kBlock, leftSpectrum);
     for (float* s : {primary, ambient, inverted, leftSpectrum}) {
         std::fill(s + kBlock, s + kPoints, 0.0f);
@@ -278,8 +260,7 @@ void SpatialAudioEngine::Process(float* const* planes, uint32_t* frames)
 
     if (enhance) {
         reverb.Process(planes, n);
-        for (uint32_t i = 0; i < n; ++i)
-            right[i] = Delay(outputDelay, outputDelayLength, outputDelayAt, right[i]);
+        Delay(outputDelay, outputDelayLength, outputDelayAt, right, n);
     }
 
     if (warmupCount < 1) {

@@ -23,7 +23,8 @@
 // How: the four real inputs (primary, ambient, inverted ambient, left) take
 // one packed real transform each (FFmpegRealFft); the right input's transform
 // would be read by nothing and is skipped. The products are summed per ear
-// in the frequency domain with the gains of the block, in two groups, since
+// in the frequency domain with the gains of the block (SpatialEarSpectra,
+// four bins per SSE step on tables split at Init), in two groups, since
 // Reset clears one and keeps the other: the extra pair (whose overlap Reset
 // keeps, intended) and all the others. So each block takes four forward and
 // four inverse real transforms, the work of two complex ones each way,
@@ -104,7 +105,6 @@ private:
     BiquadFilter* primaryFilter = nullptr;
     BiquadFilter* ambientFilter = nullptr;
     FFmpegRealFft* fft = nullptr;
-    const float* responses[18] = {};
 
     // One FFT buffer holds the arrays below, each on a 64-byte boundary.
     float* storage = nullptr;
@@ -116,6 +116,7 @@ private:
     float* mainRight = nullptr;
     float* extraLeft = nullptr;
     float* extraRight = nullptr;
+    const float* splitResponses[18] = {};  // kFftPoints each, the tables split for SumEarSpectraSse
     float* overlapMainLeft = nullptr;  // kBlockFrames each
     float* overlapMainRight = nullptr;
     float* overlapExtraLeft = nullptr;

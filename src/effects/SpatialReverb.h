@@ -8,6 +8,10 @@
 // The rows of the matrix are summed one line at a time, each line shifted
 // before the next row reads: row 1 already sees line 0 one entry on, and so
 // on. Intended; it is this reverb's sound.
+//
+// Two channels whose lines stand at the same positions (the usual case) run
+// together, one per lane of SSE2 double vectors, with the per-channel
+// form's arithmetic in its order: the same bits.
 #pragma once
 
 #include <cstdint>
@@ -42,6 +46,8 @@ public:
 
 private:
     void Release();
+    void ProcessChannel(uint32_t c, float* data, uint32_t frames);
+    void ProcessPair(float* left, float* right, uint32_t frames);
 
     uint32_t sampleRate = 0;
     uint32_t channels = 0;

@@ -1,10 +1,12 @@
 // SpatialReverb: its delay lengths, the first echo, its decay measured from
-// an impulse response, channels kept apart, Reset as new, and room sizes
-// that must not reach a logarithm.
+// an impulse response, channels kept apart, Reset as new, room sizes that
+// must not reach a logarithm, and the two-channel vector loop against the
+// one-channel form.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "effects/SpatialReverb.h"
@@ -80,6 +82,38 @@ TEST(SpatialReverb, ResetGivesWhatANewReverbGives)
     run(used);
     used.Reset();
     EXPECT_EQ(run(used), run(fresh));
+}
+
+TEST(SpatialReverb, StereoGivesTwoMonoReverbsToTheBit)
+{
+    // The stereo reverb runs both channels in one vector loop, a mono one
+    // the per-channel form; with one channel missing, the stereo reverb
+    // falls back to the per-channel form until its lines stand apart.
+    std::mt19937 rng(3);
+    std::normal_distribution<float> noise(0.0f, 0.5f);
+    std::vector<float> left(20000), right(20000);
+    for (size_t i = 0; i < left.size(); ++i)
+        left[i] = noise(rng), right[i] = noise(rng);
+    SpatialReverb stereo, monoLeft, monoRight;
+    ASSERT_TRUE(stereo.Init(44100, 2) && monoLeft.Init(44100, 1) && monoRight.Init(44100, 1));
+    std::vector<float> s0 = left, s1 = right, m0 = left, m1 = right;
+    uint32_t at = 0;
+    for (uint32_t frames : {1u, 511u, 2048u, 7u, 4000u, 3u, 9000u}) {
+        float* pair[2] = {s0.data() + at, s1.data() + at};
+        float* l[1] = {m0.data() + at};
+        float* r[1] = {m1.data() + at};
+        if (frames == 3u)
+            pair[1] = nullptr, r[0] = nullptr;
+        stereo.Process(pair, frames);
+        monoLeft.Process(l, frames);
+        if (r[0])
+            monoRight.Process(r, frames);
+        at += frames;
+    }
+    ASSERT_EQ(at, 15570u);
+    EXPECT_EQ(s0, m0);
+    EXPECT_EQ(s1, m1);
+    EXPECT_NE(s0, left);
 }
 
 }  // namespace
