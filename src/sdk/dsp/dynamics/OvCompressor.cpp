@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include <emmintrin.h>
+
 #include "ov/OvAssert.h"
 #include "ov/OvFastMath.h"
 
@@ -44,6 +46,136 @@ struct GainComputer {
         return FastPow10FromDb(std::max(fRangeDb, io_fGainDb * fRatioFactor));
     }
 };
+
+// Detector and gain computer for four side chains, one per lane; returns the
+// linear gains. Each lane does the scalar form's operations in its order, so
+// the bits are those of one side chain run alone: the frame's fast log and
+// power in lanes, std::max(a, b) as _mm_max_ps(b, a) (same pick on NaN and
+// signed zeros), and the attack or release outcome picked by a mask instead
+// of a branch that the sign of the level change would mispredict.
+struct GainComputerX4 {
+    __m128 fRmsCoef;
+    __m128 fAttackCoef;
+    __m128 fReleaseCoef;
+    __m128 fThresholdDb;
+    __m128 fRatioFactor;
+    __m128 fRangeDb;
+
+    static __m128 FastLog10(__m128 in_fX)
+    {
+        const __m128i uBits = _mm_castps_si128(in_fX);
+        const __m128i iExponent =
+            _mm_sub_epi32(_mm_srli_epi32(_mm_slli_epi32(uBits, 1), 24), _mm_set1_epi32(127));
+        const __m128 fMantissa = _mm_castsi128_ps(
+            _mm_or_si128(_mm_and_si128(uBits, _mm_set1_epi32(0x007FFFFF)), _mm_set1_epi32(0x3F800000)));
+        const __m128 fOne = _mm_set1_ps(1.0f);
+        const __m128 t = _mm_div_ps(_mm_sub_ps(fMantissa, fOne), _mm_add_ps(fMantissa, fOne));
+        const __m128 fSeries = _mm_mul_ps(_mm_mul_ps(_mm_set1_ps(2.0f), t),
+                                          _mm_add_ps(fOne, _mm_mul_ps(_mm_mul_ps(t, t), _mm_set1_ps(0.33333334f))));
+        return _mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(iExponent), _mm_set1_ps(0.6931472f)), fSeries),
+                          _mm_set1_ps(0.4342945f));
+    }
+
+    static __m128 FastPow10FromDb(__m128 in_fDb)
+    {
+        const __m128 x = _mm_mul_ps(in_fDb, _mm_set1_ps(0.05f));
+        __m128 fBits = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(27866352.0f)), _mm_set1_ps(1065353216.0f));
+        fBits = _mm_min_ps(_mm_set1_ps(2139094912.0f), fBits);
+        // Lanes below -37 or NaN convert garbage here; both are replaced below.
+        const __m128i uBits = _mm_cvttps_epi32(fBits);
+        const __m128 fExponent = _mm_castsi128_ps(_mm_and_si128(uBits, _mm_set1_epi32(int32_t(0xFF800000u))));
+        const __m128 fMantissa = _mm_castsi128_ps(
+            _mm_or_si128(_mm_and_si128(uBits, _mm_set1_epi32(0x007FFFFF)), _mm_set1_epi32(0x3F800000)));
+        __m128 r = _mm_mul_ps(
+            fExponent,
+            _mm_add_ps(_mm_set1_ps(0.65304345f),
+                       _mm_mul_ps(fMantissa, _mm_add_ps(_mm_set1_ps(0.020805772f),
+                                                        _mm_mul_ps(fMantissa, _mm_set1_ps(0.32518977f))))));
+        r = _mm_andnot_ps(_mm_cmplt_ps(x, _mm_set1_ps(-37.0f)), r);
+        const __m128 bNaN = _mm_cmpunord_ps(x, x);
+        return _mm_or_ps(_mm_and_ps(bNaN, x), _mm_andnot_ps(bNaN, r));
+    }
+
+    __m128 Step(__m128 p, __m128& io_fPower, __m128& io_fGainDb) const
+    {
+        const __m128 fZero = _mm_setzero_ps();
+        io_fPower = _mm_add_ps(p, _mm_mul_ps(fRmsCoef, _mm_sub_ps(io_fPower, p)));
+        const __m128 fOverDb = _mm_max_ps(
+            fZero, _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(10.0f), FastLog10(io_fPower)), fThresholdDb));
+        const __m128 fDelta = _mm_sub_ps(io_fGainDb, fOverDb);
+        const __m128 fAttacked = _mm_add_ps(fOverDb, _mm_mul_ps(fAttackCoef, fDelta));
+        const __m128 fReleased = _mm_add_ps(fOverDb, _mm_mul_ps(fReleaseCoef, fDelta));
+        // Attack while the level is at or above the gain, else release (NaN).
+        const __m128 bAttack = _mm_cmple_ps(fZero, _mm_sub_ps(fOverDb, io_fGainDb));
+        io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
+        return FastPow10FromDb(_mm_max_ps(_mm_mul_ps(io_fGainDb, fRatioFactor), fRangeDb));
+    }
+};
+
+// in_uLanes of the four lanes are live; the rest run on silence and are dropped.
+template <uint32_t N>
+void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
+{
+    float fCoef[6][4];
+    float fPower[4] = {}, fGainDb[4] = {};
+    float* pOut[4];
+    const float* pDetect[4];
+    for (uint32_t k = 0; k < 4; ++k) {
+        const OvCompressor::Lane& lane = in_pLanes[k < N ? k : 0];
+        fCoef[0][k] = lane.fRmsCoef;
+        fCoef[1][k] = lane.fAttackCoef;
+        fCoef[2][k] = lane.fReleaseCoef;
+        fCoef[3][k] = lane.fThresholdDb;
+        fCoef[4][k] = lane.fRatioFactor;
+        fCoef[5][k] = lane.fRangeDb;
+        if (k < N) {
+            fPower[k] = lane.pState->fPower;
+            fGainDb[k] = lane.pState->fGainDb;
+        }
+        pOut[k] = lane.pOut;
+        pDetect[k] = lane.pDetect;
+    }
+    const GainComputerX4 computer = {_mm_loadu_ps(fCoef[0]), _mm_loadu_ps(fCoef[1]), _mm_loadu_ps(fCoef[2]),
+                                     _mm_loadu_ps(fCoef[3]), _mm_loadu_ps(fCoef[4]), _mm_loadu_ps(fCoef[5])};
+    __m128 vPower = _mm_loadu_ps(fPower);
+    __m128 vGainDb = _mm_loadu_ps(fGainDb);
+    const __m128 vFloor = _mm_set1_ps(kPowerFloor);
+    // With no valid frames the first sample still passes through the detector
+    // and gain; intended.
+    const uint32_t uFrames = std::max<uint32_t>(in_pLanes[0].uFrames, 1u);
+
+    uint32_t i = 0;
+    for (; i + 4 <= uFrames; i += 4) {
+        // Rows are lanes on load, frames after the transpose, and back.
+        __m128 x[4];
+        for (uint32_t k = 0; k < 4; ++k)
+            x[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
+        _MM_TRANSPOSE4_PS(x[0], x[1], x[2], x[3]);
+        __m128 g[4];
+        for (uint32_t j = 0; j < 4; ++j)
+            g[j] = computer.Step(_mm_add_ps(_mm_mul_ps(x[j], x[j]), vFloor), vPower, vGainDb);
+        _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
+        for (uint32_t k = 0; k < N; ++k)
+            _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
+    }
+    for (; i < uFrames; ++i) {
+        float fX[4] = {};
+        for (uint32_t k = 0; k < N; ++k)
+            fX[k] = pDetect[k][i];
+        const __m128 x = _mm_loadu_ps(fX);
+        float fGain[4];
+        _mm_storeu_ps(fGain, computer.Step(_mm_add_ps(_mm_mul_ps(x, x), vFloor), vPower, vGainDb));
+        for (uint32_t k = 0; k < N; ++k)
+            pOut[k][i] *= fGain[k];
+    }
+
+    _mm_storeu_ps(fPower, vPower);
+    _mm_storeu_ps(fGainDb, vGainDb);
+    for (uint32_t k = 0; k < N; ++k) {
+        in_pLanes[k].pState->fPower = fPower[k];
+        in_pLanes[k].pState->fGainDb = fGainDb[k];
+    }
+}
 
 }  // namespace
 
@@ -140,9 +272,10 @@ void OvCompressor::ProcessWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer
                       m_uNumProcessedChannels);
 }
 
-void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
-                                     float in_fThresholdDb, float in_fRatioFactor,
-                                     float in_fRangeDb, uint32_t in_uNumProcessedChannels)
+uint32_t OvCompressor::FillLanes(Lane* io_pLanes, uint32_t in_uRoom, uint32_t in_uFirstChannel,
+                                 OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                                 float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                                 uint32_t in_uNumProcessedChannels)
 {
     OV_ASSERT(in_uNumProcessedChannels <= m_uNumSideChain);
     // Channels without a state, or missing from either buffer, are left alone.
@@ -153,28 +286,65 @@ void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuf
         uChannels = std::min<uint32_t>(uChannels, in_pKey->NumChannels());
         uLimitFrames = std::min<uint32_t>(uLimitFrames, in_pKey->MaxFrames());
         if (!in_pKey->GetData())
-            return;
+            return 0;
     }
     if (uChannels == 0 || uLimitFrames == 0 || !io_pBuffer->GetData())
-        return;
+        return 0;
     const uint32_t uFrames = std::min<uint32_t>(io_pBuffer->uValidFrames, uLimitFrames);
 
-    const GainComputer computer = {m_fRmsCoef,     m_fAttackCoef,   m_fReleaseCoef,
-                                   in_fThresholdDb, in_fRatioFactor, in_fRangeDb};
-    for (uint32_t c = 0; c < uChannels; ++c) {
+    uint32_t n = 0;
+    for (uint32_t c = in_uFirstChannel; c < uChannels && n < in_uRoom; ++c, ++n) {
         float* pOut = io_pBuffer->GetChannel(c);
-        const float* pDetect = in_pKey ? in_pKey->GetChannel(c) : pOut;
-        float fGainDb = m_pSideChain[c].fGainDb;
-        float fPower = m_pSideChain[c].fPower;
-        // The body runs at least once: with no valid frames the first sample
-        // still passes through the detector and gain; intended.
-        uint32_t i = 0;
-        do {
-            const float x = pDetect[i];
-            pOut[i] *= computer.Step(x * x + kPowerFloor, fPower, fGainDb);
-        } while (++i < uFrames);
-        m_pSideChain[c].fGainDb = fGainDb;
-        m_pSideChain[c].fPower = fPower;
+        io_pLanes[n] = {pOut,          in_pKey ? in_pKey->GetChannel(c) : pOut,
+                        &m_pSideChain[c], uFrames,
+                        m_fRmsCoef,    m_fAttackCoef,
+                        m_fReleaseCoef, in_fThresholdDb,
+                        in_fRatioFactor, in_fRangeDb};
+    }
+    return n;
+}
+
+void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                                     float in_fThresholdDb, float in_fRatioFactor,
+                                     float in_fRangeDb, uint32_t in_uNumProcessedChannels)
+{
+    Lane lanes[4];
+    for (uint32_t c = 0;; c += 4) {
+        const uint32_t n = FillLanes(lanes, 4, c, io_pBuffer, in_pKey, in_fThresholdDb, in_fRatioFactor,
+                                     in_fRangeDb, in_uNumProcessedChannels);
+        RunLanes(lanes, n);
+        if (n < 4)
+            break;
+    }
+}
+
+uint32_t OvCompressor::CollectLanes(Lane* io_pLanes, uint32_t in_uRoom, OvPipelineBuffer* io_pBuffer,
+                                    OvPipelineBuffer* in_pKey, float in_fThresholdDb, float in_fRatio,
+                                    float in_fAttack, float in_fRelease, float in_fRangeDb)
+{
+    if (!m_fnProcess || !io_pBuffer)
+        return 0;
+    UpdateTimes(in_fAttack, in_fRelease);
+    const float fRatioFactor = 1.0f / in_fRatio - 1.0f;
+    return FillLanes(io_pLanes, in_uRoom, 0, io_pBuffer, in_pKey, in_fThresholdDb, fRatioFactor,
+                     in_fRangeDb, m_uNumProcessedChannels);
+}
+
+void OvCompressor::RunLanes(const Lane* in_pLanes, uint32_t in_uNumLanes)
+{
+    uint32_t i = 0;
+    while (i < in_uNumLanes) {
+        // A group is the next lanes, up to four, of the same length.
+        uint32_t n = 1;
+        while (n < 4 && i + n < in_uNumLanes && in_pLanes[i + n].uFrames == in_pLanes[i].uFrames)
+            ++n;
+        switch (n) {
+        case 1: RunLaneGroup<1>(in_pLanes + i); break;
+        case 2: RunLaneGroup<2>(in_pLanes + i); break;
+        case 3: RunLaneGroup<3>(in_pLanes + i); break;
+        default: RunLaneGroup<4>(in_pLanes + i); break;
+        }
+        i += n;
     }
 }
 
@@ -196,12 +366,13 @@ void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer*
                                    in_fThresholdDb, in_fRatioFactor, in_fRangeDb};
     float fGainDb = m_pSideChain[0].fGainDb;
     float fPower = m_pSideChain[0].fPower;
+    const auto step = [&](float in_fPower) { return computer.Step(in_fPower, fPower, fGainDb); };
     if (uChannels == 2) {
         float* pLeft = pBase;
         float* pRight = pBase + uStride;
         for (uint32_t i = 0; i < uFrames; ++i) {
             const float l = pLeft[i], r = pRight[i];
-            const float g = computer.Step((l * l + r * r) * fInvChannels + kPowerFloor, fPower, fGainDb);
+            const float g = step((l * l + r * r) * fInvChannels + kPowerFloor);
             pLeft[i] = l * g;
             pRight[i] = r * g;
         }
@@ -212,7 +383,7 @@ void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer*
                 const float x = pBase[c * uStride + i];
                 s += x * x;
             }
-            const float g = computer.Step(s * fInvChannels + kPowerFloor, fPower, fGainDb);
+            const float g = step(s * fInvChannels + kPowerFloor);
             for (uint32_t c = 0; c < uChannels; ++c)
                 pBase[c * uStride + i] *= g;
         }

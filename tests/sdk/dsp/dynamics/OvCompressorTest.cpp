@@ -1,9 +1,11 @@
 // The compressor core measured from outside: steady levels against the static
 // curve, 10-90 % attack and release times, linked against per-channel
-// detection, Range 0, the LFE rule and block-size invariance.
+// detection, Range 0, the LFE rule and block-size invariance; the per-channel
+// lanes against the scalar form.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -175,6 +177,62 @@ TEST(OvCompressor, LfeChannelIsLeftAloneWhenNotProcessed)
         const Planes out = Compress(in, s, link, 1024, /*processLFE=*/false);
         EXPECT_EQ(out[5], in[5]);
         EXPECT_LT(RmsDb(out[0], 4096, 8192), -12.0);
+    }
+}
+
+// Per-channel side chains run in vector lanes, linked ones in the scalar form.
+// A linked pair of equal channels detects (x*x + x*x) * 0.5 = x*x exactly, so
+// it is the scalar form of one channel: every lane, the groups of four and the
+// one left over, and lanes gathered from compressors with other settings must
+// give its bits.
+TEST(OvCompressor, PerChannelLanesGiveTheScalarFormsBits)
+{
+    std::mt19937 rng(777);
+    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    const size_t frames = 9001;
+    Planes in(5, std::vector<float>(frames));
+    for (uint32_t ch = 0; ch < 5; ++ch)
+        for (size_t i = 0; i < frames; ++i)
+            in[ch][i] = (i / (1500 + 300 * ch)) % 2 ? noise(rng) * (ch + 1) * 0.4f : 0.001f * noise(rng);
+    const Settings settings[] = {{-30.0f, 4.0f, 0.003f, 0.08f, -24.0f}, {-12.0f, 1.5f, 0.05f, 0.5f, 0.0f}};
+    const auto sameBits = [](const std::vector<float>& a, const std::vector<float>& b) {
+        return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+    };
+    for (uint32_t block : {1u, 61u, 1024u}) {
+        const Planes lanes = Compress(in, settings[0], false, block);
+        for (uint32_t ch = 0; ch < 5; ++ch)
+            EXPECT_TRUE(sameBits(lanes[ch], Compress(Planes(2, in[ch]), settings[0], true, block)[0]))
+                << "block " << block << " channel " << ch;
+    }
+
+    // Two mono compressors with different settings gathered into one group.
+    OvCompressor cores[2];
+    testsupport::PlanarBlock blocks[2] = {testsupport::PlanarBlock(1, 512), testsupport::PlanarBlock(1, 512)};
+    Planes out[2];
+    for (uint32_t k = 0; k < 2; ++k)
+        ASSERT_EQ(cores[k].Init(OV::DefaultAllocator(), true, testsupport::PlanarFormat(1, kRate),
+                                settings[k].attackS, settings[k].releaseS, false),
+                  OV_Success);
+    for (size_t start = 0; start + 512 <= frames; start += 512) {
+        OvCompressor::Lane lanes[2];
+        uint32_t n = 0;
+        for (uint32_t k = 0; k < 2; ++k) {
+            blocks[k].Load(Planes(1, in[k]), start, 512);
+            const Settings& s = settings[k];
+            n += cores[k].CollectLanes(lanes + n, 2 - n, &blocks[k].buffer, nullptr, s.thresholdDb, s.ratio,
+                                       s.attackS, s.releaseS, s.rangeDb);
+        }
+        ASSERT_EQ(n, 2u);
+        OvCompressor::RunLanes(lanes, n);
+        for (uint32_t k = 0; k < 2; ++k)
+            blocks[k].AppendTo(out[k], 512);
+    }
+    for (uint32_t k = 0; k < 2; ++k) {
+        cores[k].Shutdown(OV::DefaultAllocator());
+        const size_t done = out[k][0].size();
+        const Planes ref = Compress(Planes(2, std::vector<float>(in[k].begin(), in[k].begin() + done)),
+                                    settings[k], true, 512);
+        EXPECT_TRUE(sameBits(out[k][0], ref[0])) << "compressor " << k;
     }
 }
 
