@@ -96,21 +96,85 @@ struct GainComputerX4 {
         return _mm_or_ps(_mm_and_ps(bNaN, x), _mm_andnot_ps(bNaN, r));
     }
 
+    // The three parts of one step; only the smoothers carry state from one
+    // frame to the next.
+    void Detect(__m128 p, __m128& io_fPower) const
+    {
+        io_fPower = _mm_add_ps(p, _mm_mul_ps(fRmsCoef, _mm_sub_ps(io_fPower, p)));
+    }
+    __m128 OverDb(__m128 in_fPower) const
+    {
+        return _mm_max_ps(_mm_setzero_ps(),
+                          _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(10.0f), FastLog10(in_fPower)), fThresholdDb));
+    }
+    void Smooth(__m128 in_fOverDb, __m128& io_fGainDb) const
+    {
+        const __m128 fDelta = _mm_sub_ps(io_fGainDb, in_fOverDb);
+        const __m128 fAttacked = _mm_add_ps(in_fOverDb, _mm_mul_ps(fAttackCoef, fDelta));
+        const __m128 fReleased = _mm_add_ps(in_fOverDb, _mm_mul_ps(fReleaseCoef, fDelta));
+        // Attack while the level is at or above the gain, else release (NaN).
+        const __m128 bAttack = _mm_cmple_ps(_mm_setzero_ps(), _mm_sub_ps(in_fOverDb, io_fGainDb));
+        io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
+    }
+    __m128 Gain(__m128 in_fGainDb) const
+    {
+        return FastPow10FromDb(_mm_max_ps(_mm_mul_ps(in_fGainDb, fRatioFactor), fRangeDb));
+    }
+
     __m128 Step(__m128 p, __m128& io_fPower, __m128& io_fGainDb) const
     {
-        const __m128 fZero = _mm_setzero_ps();
-        io_fPower = _mm_add_ps(p, _mm_mul_ps(fRmsCoef, _mm_sub_ps(io_fPower, p)));
-        const __m128 fOverDb = _mm_max_ps(
-            fZero, _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(10.0f), FastLog10(io_fPower)), fThresholdDb));
-        const __m128 fDelta = _mm_sub_ps(io_fGainDb, fOverDb);
-        const __m128 fAttacked = _mm_add_ps(fOverDb, _mm_mul_ps(fAttackCoef, fDelta));
-        const __m128 fReleased = _mm_add_ps(fOverDb, _mm_mul_ps(fReleaseCoef, fDelta));
-        // Attack while the level is at or above the gain, else release (NaN).
-        const __m128 bAttack = _mm_cmple_ps(fZero, _mm_sub_ps(fOverDb, io_fGainDb));
-        io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
-        return FastPow10FromDb(_mm_max_ps(_mm_mul_ps(io_fGainDb, fRatioFactor), fRangeDb));
+        Detect(p, io_fPower);
+        Smooth(OverDb(io_fPower), io_fGainDb);
+        return Gain(io_fGainDb);
     }
 };
+
+// With fewer than three live lanes the smoothers leave lanes idle, so the log
+// and power, which carry no state, run on several frames packed into one
+// vector: one lane per frame for one side chain, two frames of two for two.
+// Packed lane j * N + k holds frame j of side chain k; the coefficients are
+// laid out to match (lane k % N).
+template <uint32_t N>
+constexpr uint32_t PackedVectors()
+{
+    return N == 1 ? 1u : N == 2 ? 2u : 4u;
+}
+
+template <uint32_t N>
+void Pack(const __m128* in_pFrames, __m128* out_pPacked)
+{
+    if (N == 1) {
+        out_pPacked[0] = _mm_movelh_ps(_mm_unpacklo_ps(in_pFrames[0], in_pFrames[1]),
+                                       _mm_unpacklo_ps(in_pFrames[2], in_pFrames[3]));
+    } else if (N == 2) {
+        out_pPacked[0] = _mm_movelh_ps(in_pFrames[0], in_pFrames[1]);
+        out_pPacked[1] = _mm_movelh_ps(in_pFrames[2], in_pFrames[3]);
+    } else {
+        for (uint32_t j = 0; j < 4; ++j)
+            out_pPacked[j] = in_pFrames[j];
+    }
+}
+
+// The idle lanes of each frame get other frames' values; they are dropped.
+template <uint32_t N>
+void Unpack(const __m128* in_pPacked, __m128* out_pFrames)
+{
+    if (N == 1) {
+        const __m128 v = in_pPacked[0];
+        out_pFrames[0] = v;
+        out_pFrames[1] = _mm_shuffle_ps(v, v, _MM_SHUFFLE(1, 1, 1, 1));
+        out_pFrames[2] = _mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 2, 2, 2));
+        out_pFrames[3] = _mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 3, 3, 3));
+    } else if (N == 2) {
+        out_pFrames[0] = in_pPacked[0];
+        out_pFrames[1] = _mm_movehl_ps(in_pPacked[0], in_pPacked[0]);
+        out_pFrames[2] = in_pPacked[1];
+        out_pFrames[3] = _mm_movehl_ps(in_pPacked[1], in_pPacked[1]);
+    } else {
+        for (uint32_t j = 0; j < 4; ++j)
+            out_pFrames[j] = in_pPacked[j];
+    }
+}
 
 // in_uLanes of the four lanes are live; the rest run on silence and are dropped.
 template <uint32_t N>
@@ -121,7 +185,7 @@ void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
     float* pOut[4];
     const float* pDetect[4];
     for (uint32_t k = 0; k < 4; ++k) {
-        const OvCompressor::Lane& lane = in_pLanes[k < N ? k : 0];
+        const OvCompressor::Lane& lane = in_pLanes[k % N];
         fCoef[0][k] = lane.fRmsCoef;
         fCoef[1][k] = lane.fAttackCoef;
         fCoef[2][k] = lane.fReleaseCoef;
@@ -144,20 +208,52 @@ void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
     // and gain; intended.
     const uint32_t uFrames = std::max<uint32_t>(in_pLanes[0].uFrames, 1u);
 
-    uint32_t i = 0;
-    for (; i + 4 <= uFrames; i += 4) {
-        // Rows are lanes on load, frames after the transpose, and back.
-        __m128 x[4];
-        for (uint32_t k = 0; k < 4; ++k)
-            x[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
-        _MM_TRANSPOSE4_PS(x[0], x[1], x[2], x[3]);
-        __m128 g[4];
-        for (uint32_t j = 0; j < 4; ++j)
-            g[j] = computer.Step(_mm_add_ps(_mm_mul_ps(x[j], x[j]), vFloor), vPower, vGainDb);
-        _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
-        for (uint32_t k = 0; k < N; ++k)
-            _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
+    // Four frames per step in two stages a step apart: the detector and level
+    // of the next four frames are issued before the gain of the last four, so
+    // the two smoothers' dependence chains overlap instead of waiting on the
+    // log between them.
+    constexpr uint32_t M = PackedVectors<N>();
+    const uint32_t uSteps = uFrames / 4;
+    __m128 fOverDb[M] = {};
+    for (uint32_t uStep = 0; uStep <= uSteps; ++uStep) {
+        __m128 fNextOverDb[M] = {};
+        if (uStep < uSteps) {
+            const uint32_t i = uStep * 4;
+            // Rows are lanes on load, frames after the transpose.
+            __m128 x[4];
+            for (uint32_t k = 0; k < 4; ++k)
+                x[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
+            _MM_TRANSPOSE4_PS(x[0], x[1], x[2], x[3]);
+            __m128 v[4];
+            for (uint32_t j = 0; j < 4; ++j) {
+                computer.Detect(_mm_add_ps(_mm_mul_ps(x[j], x[j]), vFloor), vPower);
+                v[j] = vPower;
+            }
+            Pack<N>(v, fNextOverDb);
+            for (uint32_t m = 0; m < M; ++m)
+                fNextOverDb[m] = computer.OverDb(fNextOverDb[m]);
+        }
+        if (uStep > 0) {
+            const uint32_t i = (uStep - 1) * 4;
+            __m128 v[4], packed[M];
+            Unpack<N>(fOverDb, v);
+            for (uint32_t j = 0; j < 4; ++j) {
+                computer.Smooth(v[j], vGainDb);
+                v[j] = vGainDb;
+            }
+            Pack<N>(v, packed);
+            for (uint32_t m = 0; m < M; ++m)
+                packed[m] = computer.Gain(packed[m]);
+            __m128 g[4];
+            Unpack<N>(packed, g);
+            _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
+            for (uint32_t k = 0; k < N; ++k)
+                _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
+        }
+        for (uint32_t m = 0; m < M; ++m)
+            fOverDb[m] = fNextOverDb[m];
     }
+    uint32_t i = uSteps * 4;
     for (; i < uFrames; ++i) {
         float fX[4] = {};
         for (uint32_t k = 0; k < N; ++k)
