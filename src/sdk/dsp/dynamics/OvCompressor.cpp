@@ -7,10 +7,6 @@
 #include <emmintrin.h>
 
 #include "ov/OvAssert.h"
-#include "ov/OvFastMath.h"
-
-using OV::FastLog10;
-using OV::FastPow10FromDb;
 
 namespace {
 
@@ -23,36 +19,13 @@ float SmoothingCoef(float in_fSeconds, float in_fSampleRate)
 constexpr float kRmsTimeSeconds = 0.02322f;
 constexpr float kPowerFloor = 1e-25f;
 
-// Detector and gain computer for one sample of power p; returns the linear
-// gain. Both smoother outcomes are computed and one is picked, which keeps
-// the compare off the sample-to-sample dependence on the gain.
-struct GainComputer {
-    float fRmsCoef;
-    float fAttackCoef;
-    float fReleaseCoef;
-    float fThresholdDb;
-    float fRatioFactor;
-    float fRangeDb;
-
-    float Step(float p, float& io_fPower, float& io_fGainDb) const
-    {
-        io_fPower = p + fRmsCoef * (io_fPower - p);
-        const float fOverDb = std::max(10.0f * FastLog10(io_fPower) - fThresholdDb, 0.0f);
-        const float fDelta = io_fGainDb - fOverDb;
-        const float fAttacked = fOverDb + fAttackCoef * fDelta;
-        const float fReleased = fOverDb + fReleaseCoef * fDelta;
-        // Attack while the level is at or above the gain, else release.
-        io_fGainDb = (fOverDb - io_fGainDb >= 0.0f) ? fAttacked : fReleased;
-        return FastPow10FromDb(std::max(fRangeDb, io_fGainDb * fRatioFactor));
-    }
-};
-
 // Detector and gain computer for four side chains, one per lane; returns the
-// linear gains. Each lane does the scalar form's operations in its order, so
-// the bits are those of one side chain run alone: the frame's fast log and
-// power in lanes, std::max(a, b) as _mm_max_ps(b, a) (same pick on NaN and
-// signed zeros), and the attack or release outcome picked by a mask instead
-// of a branch that the sign of the level change would mispredict.
+// linear gains. Each lane does the scalar form's operations in its order
+// (OV::FastLog10 and OV::FastPow10FromDb of the frame; the test holds the
+// scalar form), so the bits are those of one side chain run alone:
+// std::max(a, b) is _mm_max_ps(b, a) (the same pick on NaN and signed
+// zeros), and the attack or release outcome is picked by a mask instead of a
+// branch that the sign of the level change would mispredict.
 struct GainComputerX4 {
     __m128 fRmsCoef;
     __m128 fAttackCoef;
@@ -176,15 +149,156 @@ void Unpack(const __m128* in_pPacked, __m128* out_pFrames)
     }
 }
 
-// in_uLanes of the four lanes are live; the rest run on silence and are dropped.
+// Runs N side chains (lanes 0 to N - 1) over in_uFrames frames (at least
+// one: with no valid frames the first sample still passes through the
+// detector and gain; intended). io_source.Load(i, p) gives the detector
+// powers of frames i to i + 3, one vector per frame; io_source.Apply(i,
+// packed) takes their gains in the packed layout. LoadOne and ApplyOne do the
+// same for one frame of the remainder.
+//
+// Four frames per step in two stages a step apart: the detector and level of
+// the next four frames are issued before the gain of the last four, so the two
+// smoothers' dependence chains overlap instead of waiting on the log between
+// them.
+template <uint32_t N, class Source>
+void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128& io_fGainDb,
+                   uint32_t in_uFrames, Source& io_source)
+{
+    constexpr uint32_t M = PackedVectors<N>();
+    const uint32_t uFrames = std::max<uint32_t>(in_uFrames, 1u);
+    const uint32_t uSteps = uFrames / 4;
+    __m128 vPower = io_fPower;
+    __m128 vGainDb = io_fGainDb;
+    __m128 fOverDb[M] = {};
+    for (uint32_t uStep = 0; uStep <= uSteps; ++uStep) {
+        __m128 fNextOverDb[M] = {};
+        if (uStep < uSteps) {
+            __m128 v[4];
+            io_source.Load(uStep * 4, v);
+            for (uint32_t j = 0; j < 4; ++j) {
+                in_computer.Detect(v[j], vPower);
+                v[j] = vPower;
+            }
+            Pack<N>(v, fNextOverDb);
+            for (uint32_t m = 0; m < M; ++m)
+                fNextOverDb[m] = in_computer.OverDb(fNextOverDb[m]);
+        }
+        if (uStep > 0) {
+            __m128 v[4], packed[M];
+            Unpack<N>(fOverDb, v);
+            for (uint32_t j = 0; j < 4; ++j) {
+                in_computer.Smooth(v[j], vGainDb);
+                v[j] = vGainDb;
+            }
+            Pack<N>(v, packed);
+            for (uint32_t m = 0; m < M; ++m)
+                packed[m] = in_computer.Gain(packed[m]);
+            io_source.Apply((uStep - 1) * 4, packed);
+        }
+        for (uint32_t m = 0; m < M; ++m)
+            fOverDb[m] = fNextOverDb[m];
+    }
+    for (uint32_t i = uSteps * 4; i < uFrames; ++i)
+        io_source.ApplyOne(i, in_computer.Step(io_source.LoadOne(i), vPower, vGainDb));
+    io_fPower = vPower;
+    io_fGainDb = vGainDb;
+}
+
+// Per-channel side chains, one per lane; lanes from N on run on silence.
+template <uint32_t N>
+struct LaneSource {
+    float* pOut[N];
+    const float* pDetect[N];
+
+    void Load(uint32_t i, __m128* out_pPower) const
+    {
+        // Rows are lanes on load, frames after the transpose.
+        for (uint32_t k = 0; k < 4; ++k)
+            out_pPower[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
+        _MM_TRANSPOSE4_PS(out_pPower[0], out_pPower[1], out_pPower[2], out_pPower[3]);
+        for (uint32_t j = 0; j < 4; ++j)
+            out_pPower[j] = _mm_add_ps(_mm_mul_ps(out_pPower[j], out_pPower[j]), _mm_set1_ps(kPowerFloor));
+    }
+    void Apply(uint32_t i, const __m128* in_pPacked)
+    {
+        __m128 g[4];
+        Unpack<N>(in_pPacked, g);
+        _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
+        for (uint32_t k = 0; k < N; ++k)
+            _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
+    }
+    __m128 LoadOne(uint32_t i) const
+    {
+        float fX[4] = {};
+        for (uint32_t k = 0; k < N; ++k)
+            fX[k] = pDetect[k][i];
+        const __m128 x = _mm_loadu_ps(fX);
+        return _mm_add_ps(_mm_mul_ps(x, x), _mm_set1_ps(kPowerFloor));
+    }
+    void ApplyOne(uint32_t i, __m128 in_fGain)
+    {
+        float fGain[4];
+        _mm_storeu_ps(fGain, in_fGain);
+        for (uint32_t k = 0; k < N; ++k)
+            pOut[k][i] *= fGain[k];
+    }
+};
+
+// One side chain for all channels: mean power, in the channel order of the
+// scalar form, one frame per lane; the gain goes to every channel.
+struct LinkedSource {
+    float* pBase;
+    uint32_t uStride;
+    uint32_t uChannels;
+    float fInvChannels;
+
+    __m128 Power(__m128 in_fSum) const
+    {
+        return _mm_add_ps(_mm_mul_ps(in_fSum, _mm_set1_ps(fInvChannels)), _mm_set1_ps(kPowerFloor));
+    }
+    void Load(uint32_t i, __m128* out_pPower) const
+    {
+        __m128 x = _mm_loadu_ps(pBase + i);
+        __m128 fSum = _mm_mul_ps(x, x);
+        for (uint32_t c = 1; c < uChannels; ++c) {
+            x = _mm_loadu_ps(pBase + size_t(c) * uStride + i);
+            fSum = _mm_add_ps(fSum, _mm_mul_ps(x, x));
+        }
+        const __m128 fPacked = Power(fSum);
+        Unpack<1>(&fPacked, out_pPower);
+    }
+    void Apply(uint32_t i, const __m128* in_pPacked)
+    {
+        for (uint32_t c = 0; c < uChannels; ++c) {
+            float* p = pBase + size_t(c) * uStride + i;
+            _mm_storeu_ps(p, _mm_mul_ps(_mm_loadu_ps(p), in_pPacked[0]));
+        }
+    }
+    __m128 LoadOne(uint32_t i) const
+    {
+        float s = pBase[i] * pBase[i];
+        for (uint32_t c = 1; c < uChannels; ++c) {
+            const float x = pBase[size_t(c) * uStride + i];
+            s += x * x;
+        }
+        return Power(_mm_set_ss(s));
+    }
+    void ApplyOne(uint32_t i, __m128 in_fGain)
+    {
+        const float g = _mm_cvtss_f32(in_fGain);
+        for (uint32_t c = 0; c < uChannels; ++c)
+            pBase[size_t(c) * uStride + i] *= g;
+    }
+};
+
 template <uint32_t N>
 void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
 {
     float fCoef[6][4];
     float fPower[4] = {}, fGainDb[4] = {};
-    float* pOut[4];
-    const float* pDetect[4];
+    LaneSource<N> source = {};
     for (uint32_t k = 0; k < 4; ++k) {
+        // Lane k % N: the packed layout's coefficients.
         const OvCompressor::Lane& lane = in_pLanes[k % N];
         fCoef[0][k] = lane.fRmsCoef;
         fCoef[1][k] = lane.fAttackCoef;
@@ -195,76 +309,15 @@ void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
         if (k < N) {
             fPower[k] = lane.pState->fPower;
             fGainDb[k] = lane.pState->fGainDb;
+            source.pOut[k] = lane.pOut;
+            source.pDetect[k] = lane.pDetect;
         }
-        pOut[k] = lane.pOut;
-        pDetect[k] = lane.pDetect;
     }
     const GainComputerX4 computer = {_mm_loadu_ps(fCoef[0]), _mm_loadu_ps(fCoef[1]), _mm_loadu_ps(fCoef[2]),
                                      _mm_loadu_ps(fCoef[3]), _mm_loadu_ps(fCoef[4]), _mm_loadu_ps(fCoef[5])};
     __m128 vPower = _mm_loadu_ps(fPower);
     __m128 vGainDb = _mm_loadu_ps(fGainDb);
-    const __m128 vFloor = _mm_set1_ps(kPowerFloor);
-    // With no valid frames the first sample still passes through the detector
-    // and gain; intended.
-    const uint32_t uFrames = std::max<uint32_t>(in_pLanes[0].uFrames, 1u);
-
-    // Four frames per step in two stages a step apart: the detector and level
-    // of the next four frames are issued before the gain of the last four, so
-    // the two smoothers' dependence chains overlap instead of waiting on the
-    // log between them.
-    constexpr uint32_t M = PackedVectors<N>();
-    const uint32_t uSteps = uFrames / 4;
-    __m128 fOverDb[M] = {};
-    for (uint32_t uStep = 0; uStep <= uSteps; ++uStep) {
-        __m128 fNextOverDb[M] = {};
-        if (uStep < uSteps) {
-            const uint32_t i = uStep * 4;
-            // Rows are lanes on load, frames after the transpose.
-            __m128 x[4];
-            for (uint32_t k = 0; k < 4; ++k)
-                x[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
-            _MM_TRANSPOSE4_PS(x[0], x[1], x[2], x[3]);
-            __m128 v[4];
-            for (uint32_t j = 0; j < 4; ++j) {
-                computer.Detect(_mm_add_ps(_mm_mul_ps(x[j], x[j]), vFloor), vPower);
-                v[j] = vPower;
-            }
-            Pack<N>(v, fNextOverDb);
-            for (uint32_t m = 0; m < M; ++m)
-                fNextOverDb[m] = computer.OverDb(fNextOverDb[m]);
-        }
-        if (uStep > 0) {
-            const uint32_t i = (uStep - 1) * 4;
-            __m128 v[4], packed[M];
-            Unpack<N>(fOverDb, v);
-            for (uint32_t j = 0; j < 4; ++j) {
-                computer.Smooth(v[j], vGainDb);
-                v[j] = vGainDb;
-            }
-            Pack<N>(v, packed);
-            for (uint32_t m = 0; m < M; ++m)
-                packed[m] = computer.Gain(packed[m]);
-            __m128 g[4];
-            Unpack<N>(packed, g);
-            _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
-            for (uint32_t k = 0; k < N; ++k)
-                _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
-        }
-        for (uint32_t m = 0; m < M; ++m)
-            fOverDb[m] = fNextOverDb[m];
-    }
-    uint32_t i = uSteps * 4;
-    for (; i < uFrames; ++i) {
-        float fX[4] = {};
-        for (uint32_t k = 0; k < N; ++k)
-            fX[k] = pDetect[k][i];
-        const __m128 x = _mm_loadu_ps(fX);
-        float fGain[4];
-        _mm_storeu_ps(fGain, computer.Step(_mm_add_ps(_mm_mul_ps(x, x), vFloor), vPower, vGainDb));
-        for (uint32_t k = 0; k < N; ++k)
-            pOut[k][i] *= fGain[k];
-    }
-
+    RunSideChains<N>(computer, vPower, vGainDb, in_pLanes[0].uFrames, source);
     _mm_storeu_ps(fPower, vPower);
     _mm_storeu_ps(fGainDb, vGainDb);
     for (uint32_t k = 0; k < N; ++k) {
@@ -458,32 +511,15 @@ void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer*
     const uint32_t uFrames = std::min<uint32_t>(io_pBuffer->uValidFrames, uStride);
 
     const float fInvChannels = 1.0f / float(uChannels);
-    const GainComputer computer = {m_fRmsCoef,     m_fAttackCoef,   m_fReleaseCoef,
-                                   in_fThresholdDb, in_fRatioFactor, in_fRangeDb};
-    float fGainDb = m_pSideChain[0].fGainDb;
-    float fPower = m_pSideChain[0].fPower;
-    const auto step = [&](float in_fPower) { return computer.Step(in_fPower, fPower, fGainDb); };
-    if (uChannels == 2) {
-        float* pLeft = pBase;
-        float* pRight = pBase + uStride;
-        for (uint32_t i = 0; i < uFrames; ++i) {
-            const float l = pLeft[i], r = pRight[i];
-            const float g = step((l * l + r * r) * fInvChannels + kPowerFloor);
-            pLeft[i] = l * g;
-            pRight[i] = r * g;
-        }
-    } else {
-        for (uint32_t i = 0; i < uFrames; ++i) {
-            float s = 0.0f;
-            for (uint32_t c = 0; c < uChannels; ++c) {
-                const float x = pBase[c * uStride + i];
-                s += x * x;
-            }
-            const float g = step(s * fInvChannels + kPowerFloor);
-            for (uint32_t c = 0; c < uChannels; ++c)
-                pBase[c * uStride + i] *= g;
-        }
-    }
-    m_pSideChain[0].fGainDb = fGainDb;
-    m_pSideChain[0].fPower = fPower;
+    const GainComputerX4 computer = {_mm_set1_ps(m_fRmsCoef),     _mm_set1_ps(m_fAttackCoef),
+                                     _mm_set1_ps(m_fReleaseCoef), _mm_set1_ps(in_fThresholdDb),
+                                     _mm_set1_ps(in_fRatioFactor), _mm_set1_ps(in_fRangeDb)};
+    __m128 vPower = _mm_set1_ps(m_pSideChain[0].fPower);
+    __m128 vGainDb = _mm_set1_ps(m_pSideChain[0].fGainDb);
+    LinkedSource source = {pBase, uStride, uChannels, fInvChannels};
+    // No valid frames: nothing runs here, unlike the per-channel form.
+    if (uFrames > 0)
+        RunSideChains<1>(computer, vPower, vGainDb, uFrames, source);
+    m_pSideChain[0].fGainDb = _mm_cvtss_f32(vGainDb);
+    m_pSideChain[0].fPower = _mm_cvtss_f32(vPower);
 }
