@@ -175,26 +175,31 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
         if (uStep < uSteps) {
             __m128 v[4];
             io_source.Load(uStep * 4, v);
+            #pragma GCC unroll 4
             for (uint32_t j = 0; j < 4; ++j) {
                 in_computer.Detect(v[j], vPower);
                 v[j] = vPower;
             }
             Pack<N>(v, fNextOverDb);
+            #pragma GCC unroll 4
             for (uint32_t m = 0; m < M; ++m)
                 fNextOverDb[m] = in_computer.OverDb(fNextOverDb[m]);
         }
         if (uStep > 0) {
             __m128 v[4], packed[M];
             Unpack<N>(fOverDb, v);
+            #pragma GCC unroll 4
             for (uint32_t j = 0; j < 4; ++j) {
                 in_computer.Smooth(v[j], vGainDb);
                 v[j] = vGainDb;
             }
             Pack<N>(v, packed);
+            #pragma GCC unroll 4
             for (uint32_t m = 0; m < M; ++m)
                 packed[m] = in_computer.Gain(packed[m]);
             io_source.Apply((uStep - 1) * 4, packed);
         }
+        #pragma GCC unroll 4
         for (uint32_t m = 0; m < M; ++m)
             fOverDb[m] = fNextOverDb[m];
     }
@@ -213,9 +218,11 @@ struct LaneSource {
     void Load(uint32_t i, __m128* out_pPower) const
     {
         // Rows are lanes on load, frames after the transpose.
+        #pragma GCC unroll 4
         for (uint32_t k = 0; k < 4; ++k)
             out_pPower[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
         _MM_TRANSPOSE4_PS(out_pPower[0], out_pPower[1], out_pPower[2], out_pPower[3]);
+        #pragma GCC unroll 4
         for (uint32_t j = 0; j < 4; ++j)
             out_pPower[j] = _mm_add_ps(_mm_mul_ps(out_pPower[j], out_pPower[j]), _mm_set1_ps(kPowerFloor));
     }
@@ -224,12 +231,14 @@ struct LaneSource {
         __m128 g[4];
         Unpack<N>(in_pPacked, g);
         _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
+        #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
             _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
     }
     __m128 LoadOne(uint32_t i) const
     {
         float fX[4] = {};
+        #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
             fX[k] = pDetect[k][i];
         const __m128 x = _mm_loadu_ps(fX);
@@ -239,6 +248,7 @@ struct LaneSource {
     {
         float fGain[4];
         _mm_storeu_ps(fGain, in_fGain);
+        #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
             pOut[k][i] *= fGain[k];
     }
