@@ -156,10 +156,11 @@ void Unpack(const __m128* in_pPacked, __m128* out_pFrames)
 // packed) takes their gains in the packed layout. LoadOne and ApplyOne do the
 // same for one frame of the remainder.
 //
-// Four frames per step in two stages a step apart: the detector and level of
-// the next four frames are issued before the gain of the last four, so the two
-// smoothers' dependence chains overlap instead of waiting on the log between
-// them.
+// Four frames per step in three stages a step apart: detector and level, gain
+// smoother, gain and output. The detector of the next four frames is issued
+// before the smoother of the last four, so the two smoothers' dependence
+// chains overlap instead of waiting on the log between them, and the power
+// function waits for neither.
 template <uint32_t N, class Source>
 void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128& io_fGainDb,
                    uint32_t in_uFrames, Source& io_source)
@@ -169,9 +170,9 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
     const uint32_t uSteps = uFrames / 4;
     __m128 vPower = io_fPower;
     __m128 vGainDb = io_fGainDb;
-    __m128 fOverDb[M] = {};
-    for (uint32_t uStep = 0; uStep <= uSteps; ++uStep) {
-        __m128 fNextOverDb[M] = {};
+    __m128 fOverDb[M] = {}, fSmoothDb[M] = {};
+    for (uint32_t uStep = 0; uStep < uSteps + 2; ++uStep) {
+        __m128 fNextOverDb[M] = {}, fNextSmoothDb[M] = {};
         if (uStep < uSteps) {
             __m128 v[4];
             io_source.Load(uStep * 4, v);
@@ -185,23 +186,28 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
             for (uint32_t m = 0; m < M; ++m)
                 fNextOverDb[m] = in_computer.OverDb(fNextOverDb[m]);
         }
-        if (uStep > 0) {
-            __m128 v[4], packed[M];
+        if (uStep > 0 && uStep <= uSteps) {
+            __m128 v[4];
             Unpack<N>(fOverDb, v);
             #pragma GCC unroll 4
             for (uint32_t j = 0; j < 4; ++j) {
                 in_computer.Smooth(v[j], vGainDb);
                 v[j] = vGainDb;
             }
-            Pack<N>(v, packed);
+            Pack<N>(v, fNextSmoothDb);
+        }
+        if (uStep > 1) {
+            __m128 packed[M];
             #pragma GCC unroll 4
             for (uint32_t m = 0; m < M; ++m)
-                packed[m] = in_computer.Gain(packed[m]);
-            io_source.Apply((uStep - 1) * 4, packed);
+                packed[m] = in_computer.Gain(fSmoothDb[m]);
+            io_source.Apply((uStep - 2) * 4, packed);
         }
         #pragma GCC unroll 4
-        for (uint32_t m = 0; m < M; ++m)
+        for (uint32_t m = 0; m < M; ++m) {
             fOverDb[m] = fNextOverDb[m];
+            fSmoothDb[m] = fNextSmoothDb[m];
+        }
     }
     for (uint32_t i = uSteps * 4; i < uFrames; ++i)
         io_source.ApplyOne(i, in_computer.Step(io_source.LoadOne(i), vPower, vGainDb));
