@@ -4,11 +4,9 @@
 #include <cmath>
 #include <cstring>
 
-#include "ov/OvAssert.h"
-#include "ov/OvFastMath.h"
+#include <emmintrin.h>
 
-using OV::FastLog10;
-using OV::FastPow10FromDb;
+#include "ov/OvAssert.h"
 
 namespace {
 
@@ -21,29 +19,328 @@ float SmoothingCoef(float in_fSeconds, float in_fSampleRate)
 constexpr float kRmsTimeSeconds = 0.02322f;
 constexpr float kPowerFloor = 1e-25f;
 
-// Detector and gain computer for one sample of power p; returns the linear
-// gain. Both smoother outcomes are computed and one is picked, which keeps
-// the compare off the sample-to-sample dependence on the gain.
-struct GainComputer {
-    float fRmsCoef;
-    float fAttackCoef;
-    float fReleaseCoef;
-    float fThresholdDb;
-    float fRatioFactor;
-    float fRangeDb;
+// Detector and gain computer for four side chains, one per lane; returns the
+// linear gains. Each lane does the scalar form's operations in its order
+// (OV::FastLog10 and OV::FastPow10FromDb of the frame; the test holds the
+// scalar form), so the bits are those of one side chain run alone:
+// std::max(a, b) is _mm_max_ps(b, a) (the same pick on NaN and signed
+// zeros), and the attack or release outcome is picked by a mask instead of a
+// branch that the sign of the level change would mispredict.
+struct GainComputerX4 {
+    __m128 fRmsCoef;
+    __m128 fAttackCoef;
+    __m128 fReleaseCoef;
+    __m128 fThresholdDb;
+    __m128 fRatioFactor;
+    __m128 fRangeDb;
 
-    float Step(float p, float& io_fPower, float& io_fGainDb) const
+    static __m128 FastLog10(__m128 in_fX)
     {
-        io_fPower = p + fRmsCoef * (io_fPower - p);
-        const float fOverDb = std::max(10.0f * FastLog10(io_fPower) - fThresholdDb, 0.0f);
-        const float fDelta = io_fGainDb - fOverDb;
-        const float fAttacked = fOverDb + fAttackCoef * fDelta;
-        const float fReleased = fOverDb + fReleaseCoef * fDelta;
-        // Attack while the level is at or above the gain, else release.
-        io_fGainDb = (fOverDb - io_fGainDb >= 0.0f) ? fAttacked : fReleased;
-        return FastPow10FromDb(std::max(fRangeDb, io_fGainDb * fRatioFactor));
+        const __m128i uBits = _mm_castps_si128(in_fX);
+        const __m128i iExponent =
+            _mm_sub_epi32(_mm_srli_epi32(_mm_slli_epi32(uBits, 1), 24), _mm_set1_epi32(127));
+        const __m128 fMantissa = _mm_castsi128_ps(
+            _mm_or_si128(_mm_and_si128(uBits, _mm_set1_epi32(0x007FFFFF)), _mm_set1_epi32(0x3F800000)));
+        const __m128 fOne = _mm_set1_ps(1.0f);
+        const __m128 t = _mm_div_ps(_mm_sub_ps(fMantissa, fOne), _mm_add_ps(fMantissa, fOne));
+        const __m128 fSeries = _mm_mul_ps(_mm_mul_ps(_mm_set1_ps(2.0f), t),
+                                          _mm_add_ps(fOne, _mm_mul_ps(_mm_mul_ps(t, t), _mm_set1_ps(0.33333334f))));
+        return _mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(iExponent), _mm_set1_ps(0.6931472f)), fSeries),
+                          _mm_set1_ps(0.4342945f));
+    }
+
+    static __m128 FastPow10FromDb(__m128 in_fDb)
+    {
+        const __m128 x = _mm_mul_ps(in_fDb, _mm_set1_ps(0.05f));
+        __m128 fBits = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(27866352.0f)), _mm_set1_ps(1065353216.0f));
+        fBits = _mm_min_ps(_mm_set1_ps(2139094912.0f), fBits);
+        // Lanes below -37 or NaN convert garbage here; both are replaced below.
+        const __m128i uBits = _mm_cvttps_epi32(fBits);
+        const __m128 fExponent = _mm_castsi128_ps(_mm_and_si128(uBits, _mm_set1_epi32(int32_t(0xFF800000u))));
+        const __m128 fMantissa = _mm_castsi128_ps(
+            _mm_or_si128(_mm_and_si128(uBits, _mm_set1_epi32(0x007FFFFF)), _mm_set1_epi32(0x3F800000)));
+        __m128 r = _mm_mul_ps(
+            fExponent,
+            _mm_add_ps(_mm_set1_ps(0.65304345f),
+                       _mm_mul_ps(fMantissa, _mm_add_ps(_mm_set1_ps(0.020805772f),
+                                                        _mm_mul_ps(fMantissa, _mm_set1_ps(0.32518977f))))));
+        r = _mm_andnot_ps(_mm_cmplt_ps(x, _mm_set1_ps(-37.0f)), r);
+        const __m128 bNaN = _mm_cmpunord_ps(x, x);
+        return _mm_or_ps(_mm_and_ps(bNaN, x), _mm_andnot_ps(bNaN, r));
+    }
+
+    // The three parts of one step; only the smoothers carry state from one
+    // frame to the next.
+    void Detect(__m128 p, __m128& io_fPower) const
+    {
+        io_fPower = _mm_add_ps(p, _mm_mul_ps(fRmsCoef, _mm_sub_ps(io_fPower, p)));
+    }
+    __m128 OverDb(__m128 in_fPower) const
+    {
+        return _mm_max_ps(_mm_setzero_ps(),
+                          _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(10.0f), FastLog10(in_fPower)), fThresholdDb));
+    }
+    void Smooth(__m128 in_fOverDb, __m128& io_fGainDb) const
+    {
+        const __m128 fDelta = _mm_sub_ps(io_fGainDb, in_fOverDb);
+        const __m128 fAttacked = _mm_add_ps(in_fOverDb, _mm_mul_ps(fAttackCoef, fDelta));
+        const __m128 fReleased = _mm_add_ps(in_fOverDb, _mm_mul_ps(fReleaseCoef, fDelta));
+        // Attack while the level is at or above the gain, else release (NaN).
+        const __m128 bAttack = _mm_cmple_ps(_mm_setzero_ps(), _mm_sub_ps(in_fOverDb, io_fGainDb));
+        io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
+    }
+    __m128 Gain(__m128 in_fGainDb) const
+    {
+        return FastPow10FromDb(_mm_max_ps(_mm_mul_ps(in_fGainDb, fRatioFactor), fRangeDb));
+    }
+
+    __m128 Step(__m128 p, __m128& io_fPower, __m128& io_fGainDb) const
+    {
+        Detect(p, io_fPower);
+        Smooth(OverDb(io_fPower), io_fGainDb);
+        return Gain(io_fGainDb);
     }
 };
+
+// With fewer than three live lanes the smoothers leave lanes idle, so the log
+// and power, which carry no state, run on several frames packed into one
+// vector: one lane per frame for one side chain, two frames of two for two.
+// Packed lane j * N + k holds frame j of side chain k; the coefficients are
+// laid out to match (lane k % N).
+template <uint32_t N>
+constexpr uint32_t PackedVectors()
+{
+    return N == 1 ? 1u : N == 2 ? 2u : 4u;
+}
+
+template <uint32_t N>
+void Pack(const __m128* in_pFrames, __m128* out_pPacked)
+{
+    if (N == 1) {
+        out_pPacked[0] = _mm_movelh_ps(_mm_unpacklo_ps(in_pFrames[0], in_pFrames[1]),
+                                       _mm_unpacklo_ps(in_pFrames[2], in_pFrames[3]));
+    } else if (N == 2) {
+        out_pPacked[0] = _mm_movelh_ps(in_pFrames[0], in_pFrames[1]);
+        out_pPacked[1] = _mm_movelh_ps(in_pFrames[2], in_pFrames[3]);
+    } else {
+        for (uint32_t j = 0; j < 4; ++j)
+            out_pPacked[j] = in_pFrames[j];
+    }
+}
+
+// The idle lanes of each frame get other frames' values; they are dropped.
+template <uint32_t N>
+void Unpack(const __m128* in_pPacked, __m128* out_pFrames)
+{
+    if (N == 1) {
+        const __m128 v = in_pPacked[0];
+        out_pFrames[0] = v;
+        out_pFrames[1] = _mm_shuffle_ps(v, v, _MM_SHUFFLE(1, 1, 1, 1));
+        out_pFrames[2] = _mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 2, 2, 2));
+        out_pFrames[3] = _mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 3, 3, 3));
+    } else if (N == 2) {
+        out_pFrames[0] = in_pPacked[0];
+        out_pFrames[1] = _mm_movehl_ps(in_pPacked[0], in_pPacked[0]);
+        out_pFrames[2] = in_pPacked[1];
+        out_pFrames[3] = _mm_movehl_ps(in_pPacked[1], in_pPacked[1]);
+    } else {
+        for (uint32_t j = 0; j < 4; ++j)
+            out_pFrames[j] = in_pPacked[j];
+    }
+}
+
+// Runs N side chains (lanes 0 to N - 1) over in_uFrames frames (at least
+// one: with no valid frames the first sample still passes through the
+// detector and gain; intended). io_source.Load(i, p) gives the detector
+// powers of frames i to i + 3, one vector per frame; io_source.Apply(i,
+// packed) takes their gains in the packed layout. LoadOne and ApplyOne do the
+// same for one frame of the remainder.
+//
+// Four frames per step in three stages a step apart: detector and level, gain
+// smoother, gain and output. The detector of the next four frames is issued
+// before the smoother of the last four, so the two smoothers' dependence
+// chains overlap instead of waiting on the log between them, and the power
+// function waits for neither.
+template <uint32_t N, class Source>
+void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128& io_fGainDb,
+                   uint32_t in_uFrames, Source& io_source)
+{
+    constexpr uint32_t M = PackedVectors<N>();
+    const uint32_t uFrames = std::max<uint32_t>(in_uFrames, 1u);
+    const uint32_t uSteps = uFrames / 4;
+    __m128 vPower = io_fPower;
+    __m128 vGainDb = io_fGainDb;
+    __m128 fOverDb[M] = {}, fSmoothDb[M] = {};
+    for (uint32_t uStep = 0; uStep < uSteps + 2; ++uStep) {
+        __m128 fNextOverDb[M] = {}, fNextSmoothDb[M] = {};
+        if (uStep < uSteps) {
+            __m128 v[4];
+            io_source.Load(uStep * 4, v);
+            #pragma GCC unroll 4
+            for (uint32_t j = 0; j < 4; ++j) {
+                in_computer.Detect(v[j], vPower);
+                v[j] = vPower;
+            }
+            Pack<N>(v, fNextOverDb);
+            #pragma GCC unroll 4
+            for (uint32_t m = 0; m < M; ++m)
+                fNextOverDb[m] = in_computer.OverDb(fNextOverDb[m]);
+        }
+        if (uStep > 0 && uStep <= uSteps) {
+            __m128 v[4];
+            Unpack<N>(fOverDb, v);
+            #pragma GCC unroll 4
+            for (uint32_t j = 0; j < 4; ++j) {
+                in_computer.Smooth(v[j], vGainDb);
+                v[j] = vGainDb;
+            }
+            Pack<N>(v, fNextSmoothDb);
+        }
+        if (uStep > 1) {
+            __m128 packed[M];
+            #pragma GCC unroll 4
+            for (uint32_t m = 0; m < M; ++m)
+                packed[m] = in_computer.Gain(fSmoothDb[m]);
+            io_source.Apply((uStep - 2) * 4, packed);
+        }
+        #pragma GCC unroll 4
+        for (uint32_t m = 0; m < M; ++m) {
+            fOverDb[m] = fNextOverDb[m];
+            fSmoothDb[m] = fNextSmoothDb[m];
+        }
+    }
+    for (uint32_t i = uSteps * 4; i < uFrames; ++i)
+        io_source.ApplyOne(i, in_computer.Step(io_source.LoadOne(i), vPower, vGainDb));
+    io_fPower = vPower;
+    io_fGainDb = vGainDb;
+}
+
+// Per-channel side chains, one per lane; lanes from N on run on silence.
+template <uint32_t N>
+struct LaneSource {
+    float* pOut[N];
+    const float* pDetect[N];
+
+    void Load(uint32_t i, __m128* out_pPower) const
+    {
+        // Rows are lanes on load, frames after the transpose.
+        #pragma GCC unroll 4
+        for (uint32_t k = 0; k < 4; ++k)
+            out_pPower[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
+        _MM_TRANSPOSE4_PS(out_pPower[0], out_pPower[1], out_pPower[2], out_pPower[3]);
+        #pragma GCC unroll 4
+        for (uint32_t j = 0; j < 4; ++j)
+            out_pPower[j] = _mm_add_ps(_mm_mul_ps(out_pPower[j], out_pPower[j]), _mm_set1_ps(kPowerFloor));
+    }
+    void Apply(uint32_t i, const __m128* in_pPacked)
+    {
+        __m128 g[4];
+        Unpack<N>(in_pPacked, g);
+        _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
+        #pragma GCC unroll 4
+        for (uint32_t k = 0; k < N; ++k)
+            _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
+    }
+    __m128 LoadOne(uint32_t i) const
+    {
+        float fX[4] = {};
+        #pragma GCC unroll 4
+        for (uint32_t k = 0; k < N; ++k)
+            fX[k] = pDetect[k][i];
+        const __m128 x = _mm_loadu_ps(fX);
+        return _mm_add_ps(_mm_mul_ps(x, x), _mm_set1_ps(kPowerFloor));
+    }
+    void ApplyOne(uint32_t i, __m128 in_fGain)
+    {
+        float fGain[4];
+        _mm_storeu_ps(fGain, in_fGain);
+        #pragma GCC unroll 4
+        for (uint32_t k = 0; k < N; ++k)
+            pOut[k][i] *= fGain[k];
+    }
+};
+
+// One side chain for all channels: mean power, in the channel order of the
+// scalar form, one frame per lane; the gain goes to every channel.
+struct LinkedSource {
+    float* pBase;
+    uint32_t uStride;
+    uint32_t uChannels;
+    float fInvChannels;
+
+    __m128 Power(__m128 in_fSum) const
+    {
+        return _mm_add_ps(_mm_mul_ps(in_fSum, _mm_set1_ps(fInvChannels)), _mm_set1_ps(kPowerFloor));
+    }
+    void Load(uint32_t i, __m128* out_pPower) const
+    {
+        __m128 x = _mm_loadu_ps(pBase + i);
+        __m128 fSum = _mm_mul_ps(x, x);
+        for (uint32_t c = 1; c < uChannels; ++c) {
+            x = _mm_loadu_ps(pBase + size_t(c) * uStride + i);
+            fSum = _mm_add_ps(fSum, _mm_mul_ps(x, x));
+        }
+        const __m128 fPacked = Power(fSum);
+        Unpack<1>(&fPacked, out_pPower);
+    }
+    void Apply(uint32_t i, const __m128* in_pPacked)
+    {
+        for (uint32_t c = 0; c < uChannels; ++c) {
+            float* p = pBase + size_t(c) * uStride + i;
+            _mm_storeu_ps(p, _mm_mul_ps(_mm_loadu_ps(p), in_pPacked[0]));
+        }
+    }
+    __m128 LoadOne(uint32_t i) const
+    {
+        float s = pBase[i] * pBase[i];
+        for (uint32_t c = 1; c < uChannels; ++c) {
+            const float x = pBase[size_t(c) * uStride + i];
+            s += x * x;
+        }
+        return Power(_mm_set_ss(s));
+    }
+    void ApplyOne(uint32_t i, __m128 in_fGain)
+    {
+        const float g = _mm_cvtss_f32(in_fGain);
+        for (uint32_t c = 0; c < uChannels; ++c)
+            pBase[size_t(c) * uStride + i] *= g;
+    }
+};
+
+template <uint32_t N>
+void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
+{
+    float fCoef[6][4];
+    float fPower[4] = {}, fGainDb[4] = {};
+    LaneSource<N> source = {};
+    for (uint32_t k = 0; k < 4; ++k) {
+        // Lane k % N: the packed layout's coefficients.
+        const OvCompressor::Lane& lane = in_pLanes[k % N];
+        fCoef[0][k] = lane.fRmsCoef;
+        fCoef[1][k] = lane.fAttackCoef;
+        fCoef[2][k] = lane.fReleaseCoef;
+        fCoef[3][k] = lane.fThresholdDb;
+        fCoef[4][k] = lane.fRatioFactor;
+        fCoef[5][k] = lane.fRangeDb;
+        if (k < N) {
+            fPower[k] = lane.pState->fPower;
+            fGainDb[k] = lane.pState->fGainDb;
+            source.pOut[k] = lane.pOut;
+            source.pDetect[k] = lane.pDetect;
+        }
+    }
+    const GainComputerX4 computer = {_mm_loadu_ps(fCoef[0]), _mm_loadu_ps(fCoef[1]), _mm_loadu_ps(fCoef[2]),
+                                     _mm_loadu_ps(fCoef[3]), _mm_loadu_ps(fCoef[4]), _mm_loadu_ps(fCoef[5])};
+    __m128 vPower = _mm_loadu_ps(fPower);
+    __m128 vGainDb = _mm_loadu_ps(fGainDb);
+    RunSideChains<N>(computer, vPower, vGainDb, in_pLanes[0].uFrames, source);
+    _mm_storeu_ps(fPower, vPower);
+    _mm_storeu_ps(fGainDb, vGainDb);
+    for (uint32_t k = 0; k < N; ++k) {
+        in_pLanes[k].pState->fPower = fPower[k];
+        in_pLanes[k].pState->fGainDb = fGainDb[k];
+    }
+}
 
 }  // namespace
 
@@ -140,9 +437,10 @@ void OvCompressor::ProcessWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer
                       m_uNumProcessedChannels);
 }
 
-void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
-                                     float in_fThresholdDb, float in_fRatioFactor,
-                                     float in_fRangeDb, uint32_t in_uNumProcessedChannels)
+uint32_t OvCompressor::FillLanes(Lane* io_pLanes, uint32_t in_uRoom, uint32_t in_uFirstChannel,
+                                 OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                                 float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                                 uint32_t in_uNumProcessedChannels)
 {
     OV_ASSERT(in_uNumProcessedChannels <= m_uNumSideChain);
     // Channels without a state, or missing from either buffer, are left alone.
@@ -153,28 +451,65 @@ void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuf
         uChannels = std::min<uint32_t>(uChannels, in_pKey->NumChannels());
         uLimitFrames = std::min<uint32_t>(uLimitFrames, in_pKey->MaxFrames());
         if (!in_pKey->GetData())
-            return;
+            return 0;
     }
     if (uChannels == 0 || uLimitFrames == 0 || !io_pBuffer->GetData())
-        return;
+        return 0;
     const uint32_t uFrames = std::min<uint32_t>(io_pBuffer->uValidFrames, uLimitFrames);
 
-    const GainComputer computer = {m_fRmsCoef,     m_fAttackCoef,   m_fReleaseCoef,
-                                   in_fThresholdDb, in_fRatioFactor, in_fRangeDb};
-    for (uint32_t c = 0; c < uChannels; ++c) {
+    uint32_t n = 0;
+    for (uint32_t c = in_uFirstChannel; c < uChannels && n < in_uRoom; ++c, ++n) {
         float* pOut = io_pBuffer->GetChannel(c);
-        const float* pDetect = in_pKey ? in_pKey->GetChannel(c) : pOut;
-        float fGainDb = m_pSideChain[c].fGainDb;
-        float fPower = m_pSideChain[c].fPower;
-        // The body runs at least once: with no valid frames the first sample
-        // still passes through the detector and gain; intended.
-        uint32_t i = 0;
-        do {
-            const float x = pDetect[i];
-            pOut[i] *= computer.Step(x * x + kPowerFloor, fPower, fGainDb);
-        } while (++i < uFrames);
-        m_pSideChain[c].fGainDb = fGainDb;
-        m_pSideChain[c].fPower = fPower;
+        io_pLanes[n] = {pOut,          in_pKey ? in_pKey->GetChannel(c) : pOut,
+                        &m_pSideChain[c], uFrames,
+                        m_fRmsCoef,    m_fAttackCoef,
+                        m_fReleaseCoef, in_fThresholdDb,
+                        in_fRatioFactor, in_fRangeDb};
+    }
+    return n;
+}
+
+void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                                     float in_fThresholdDb, float in_fRatioFactor,
+                                     float in_fRangeDb, uint32_t in_uNumProcessedChannels)
+{
+    Lane lanes[4];
+    for (uint32_t c = 0;; c += 4) {
+        const uint32_t n = FillLanes(lanes, 4, c, io_pBuffer, in_pKey, in_fThresholdDb, in_fRatioFactor,
+                                     in_fRangeDb, in_uNumProcessedChannels);
+        RunLanes(lanes, n);
+        if (n < 4)
+            break;
+    }
+}
+
+uint32_t OvCompressor::CollectLanes(Lane* io_pLanes, uint32_t in_uRoom, OvPipelineBuffer* io_pBuffer,
+                                    OvPipelineBuffer* in_pKey, float in_fThresholdDb, float in_fRatio,
+                                    float in_fAttack, float in_fRelease, float in_fRangeDb)
+{
+    if (!m_fnProcess || !io_pBuffer)
+        return 0;
+    UpdateTimes(in_fAttack, in_fRelease);
+    const float fRatioFactor = 1.0f / in_fRatio - 1.0f;
+    return FillLanes(io_pLanes, in_uRoom, 0, io_pBuffer, in_pKey, in_fThresholdDb, fRatioFactor,
+                     in_fRangeDb, m_uNumProcessedChannels);
+}
+
+void OvCompressor::RunLanes(const Lane* in_pLanes, uint32_t in_uNumLanes)
+{
+    uint32_t i = 0;
+    while (i < in_uNumLanes) {
+        // A group is the next lanes, up to four, of the same length.
+        uint32_t n = 1;
+        while (n < 4 && i + n < in_uNumLanes && in_pLanes[i + n].uFrames == in_pLanes[i].uFrames)
+            ++n;
+        switch (n) {
+        case 1: RunLaneGroup<1>(in_pLanes + i); break;
+        case 2: RunLaneGroup<2>(in_pLanes + i); break;
+        case 3: RunLaneGroup<3>(in_pLanes + i); break;
+        default: RunLaneGroup<4>(in_pLanes + i); break;
+        }
+        i += n;
     }
 }
 
@@ -192,31 +527,15 @@ void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer*
     const uint32_t uFrames = std::min<uint32_t>(io_pBuffer->uValidFrames, uStride);
 
     const float fInvChannels = 1.0f / float(uChannels);
-    const GainComputer computer = {m_fRmsCoef,     m_fAttackCoef,   m_fReleaseCoef,
-                                   in_fThresholdDb, in_fRatioFactor, in_fRangeDb};
-    float fGainDb = m_pSideChain[0].fGainDb;
-    float fPower = m_pSideChain[0].fPower;
-    if (uChannels == 2) {
-        float* pLeft = pBase;
-        float* pRight = pBase + uStride;
-        for (uint32_t i = 0; i < uFrames; ++i) {
-            const float l = pLeft[i], r = pRight[i];
-            const float g = computer.Step((l * l + r * r) * fInvChannels + kPowerFloor, fPower, fGainDb);
-            pLeft[i] = l * g;
-            pRight[i] = r * g;
-        }
-    } else {
-        for (uint32_t i = 0; i < uFrames; ++i) {
-            float s = 0.0f;
-            for (uint32_t c = 0; c < uChannels; ++c) {
-                const float x = pBase[c * uStride + i];
-                s += x * x;
-            }
-            const float g = computer.Step(s * fInvChannels + kPowerFloor, fPower, fGainDb);
-            for (uint32_t c = 0; c < uChannels; ++c)
-                pBase[c * uStride + i] *= g;
-        }
-    }
-    m_pSideChain[0].fGainDb = fGainDb;
-    m_pSideChain[0].fPower = fPower;
+    const GainComputerX4 computer = {_mm_set1_ps(m_fRmsCoef),     _mm_set1_ps(m_fAttackCoef),
+                                     _mm_set1_ps(m_fReleaseCoef), _mm_set1_ps(in_fThresholdDb),
+                                     _mm_set1_ps(in_fRatioFactor), _mm_set1_ps(in_fRangeDb)};
+    __m128 vPower = _mm_set1_ps(m_pSideChain[0].fPower);
+    __m128 vGainDb = _mm_set1_ps(m_pSideChain[0].fGainDb);
+    LinkedSource source = {pBase, uStride, uChannels, fInvChannels};
+    // No valid frames: nothing runs here, unlike the per-channel form.
+    if (uFrames > 0)
+        RunSideChains<1>(computer, vPower, vGainDb, uFrames, source);
+    m_pSideChain[0].fGainDb = _mm_cvtss_f32(vGainDb);
+    m_pSideChain[0].fPower = _mm_cvtss_f32(vPower);
 }

@@ -8,6 +8,10 @@
 // reduction is over * (1 / ratio - 1) dB, limited below by the range (dB,
 // zero or negative: a range of 0 means no reduction at all). The logarithm and
 // power per sample are the fast approximations of the plug-in frame.
+//
+// The per-channel side chains run four at a time, one per lane of SSE float
+// vectors, with the scalar form's arithmetic in its order (the same bits);
+// the lanes may come from several compressors (see RunLanes).
 #pragma once
 
 #include <cstdint>
@@ -51,6 +55,33 @@ public:
     // Null when in_uIndex is not a side chain.
     const SideChainState* GetSideChainState(uint32_t in_uIndex) const;
 
+    // One channel's per-channel work: detector input, gained output, state and
+    // the settings of its compressor.
+    struct Lane {
+        float* pOut;
+        const float* pDetect;
+        SideChainState* pState;
+        uint32_t uFrames;
+        float fRmsCoef;
+        float fAttackCoef;
+        float fReleaseCoef;
+        float fThresholdDb;
+        float fRatioFactor;
+        float fRangeDb;
+    };
+    // True when Process runs per channel (no link, or a single channel), so
+    // that its work can be gathered by CollectLanes.
+    bool IsPerChannel() const { return m_fnProcess == &OvCompressor::ProcessPerChannel; }
+    // Appends this compressor's per-channel work for one block to io_pLanes
+    // (at most in_uRoom entries, more channels are dropped: size the array by
+    // the channel count) and returns the number appended. Settings as in
+    // ProcessWithKey; in_pKey may be null for self detection.
+    uint32_t CollectLanes(Lane* io_pLanes, uint32_t in_uRoom, OvPipelineBuffer* io_pBuffer,
+                          OvPipelineBuffer* in_pKey, float in_fThresholdDb, float in_fRatio,
+                          float in_fAttack, float in_fRelease, float in_fRangeDb);
+    // Runs the lanes, four at a time where neighbours have the same length.
+    static void RunLanes(const Lane* in_pLanes, uint32_t in_uNumLanes);
+
 private:
     typedef void (OvCompressor::*ProcessFn)(OvPipelineBuffer* io_pBuffer,
                                             OvPipelineBuffer* in_pKey, float in_fThresholdDb,
@@ -64,6 +95,10 @@ private:
                        float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
                        uint32_t in_uNumProcessedChannels);
     void UpdateTimes(float in_fAttack, float in_fRelease);
+    // Lanes for channels from in_uFirstChannel on, at most in_uRoom.
+    uint32_t FillLanes(Lane* io_pLanes, uint32_t in_uRoom, uint32_t in_uFirstChannel,
+                       OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey, float in_fThresholdDb,
+                       float in_fRatioFactor, float in_fRangeDb, uint32_t in_uNumProcessedChannels);
 
     ProcessFn m_fnProcess = nullptr;
     uint32_t m_uNumChannels = 0;

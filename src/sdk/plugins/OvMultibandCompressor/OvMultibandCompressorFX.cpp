@@ -157,17 +157,31 @@ void OvMultibandCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer
     if (in_pKey)
         m_KeyCrossover.Process(m_BandKey, uNumBands);
 
+    // Per-channel side chains of all bands are gathered and run four lanes at
+    // a time; a band touches only its own buffers and state, so the order in
+    // which the bands run does not change the output.
+    constexpr uint32_t kMaxLanes = 16;
+    OvCompressor::Lane lanes[kMaxLanes];
+    uint32_t uNumLanes = 0;
     for (uint32_t b = 0; b < uNumBands; ++b) {
         const OvMultibandCompressorBand& band = m_Values.band[b];
         OV::ApplyGainToBuffer(&m_BandSignal[b], m_fPrevBandInputGain[b], band.fBandInputGain, true);
         m_fPrevBandInputGain[b] = band.fBandInputGain;
-        if (in_pKey)
-            m_Compressor[b].ProcessWithKey(&m_BandSignal[b], &m_BandKey[b], band.fThreshold, band.fRatio,
-                                           band.fAttack, band.fRelease, band.fRange);
-        else
-            m_Compressor[b].Process(&m_BandSignal[b], band.fThreshold, band.fRatio, band.fAttack,
-                                    band.fRelease, band.fRange);
+        OvCompressor& compressor = m_Compressor[b];
+        if (in_pKey || compressor.IsPerChannel()) {
+            if (kMaxLanes - uNumLanes < compressor.GetNumSideChain()) {
+                OvCompressor::RunLanes(lanes, uNumLanes);
+                uNumLanes = 0;
+            }
+            uNumLanes += compressor.CollectLanes(lanes + uNumLanes, kMaxLanes - uNumLanes, &m_BandSignal[b],
+                                                 in_pKey ? &m_BandKey[b] : nullptr, band.fThreshold,
+                                                 band.fRatio, band.fAttack, band.fRelease, band.fRange);
+        } else {
+            compressor.Process(&m_BandSignal[b], band.fThreshold, band.fRatio, band.fAttack, band.fRelease,
+                               band.fRange);
+        }
     }
+    OvCompressor::RunLanes(lanes, uNumLanes);
 
     // The previous band output gains are updated inside the channel loop, so
     // only the first channel ramps and the others step; intended.

@@ -1,12 +1,15 @@
 // The compressor core measured from outside: steady levels against the static
 // curve, 10-90 % attack and release times, linked against per-channel
-// detection, Range 0, the LFE rule and block-size invariance.
+// detection, Range 0, the LFE rule and block-size invariance; the vector side
+// chains against the scalar form.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <vector>
 
+#include "ov/OvFastMath.h"
 #include "sdk/dsp/dynamics/OvCompressor.h"
 #include "support/OvPluginHarness.h"
 
@@ -175,6 +178,97 @@ TEST(OvCompressor, LfeChannelIsLeftAloneWhenNotProcessed)
         const Planes out = Compress(in, s, link, 1024, /*processLFE=*/false);
         EXPECT_EQ(out[5], in[5]);
         EXPECT_LT(RmsDb(out[0], 4096, 8192), -12.0);
+    }
+}
+
+// The scalar form of one side chain over a whole signal of detector powers;
+// returns the gains.
+std::vector<float> ScalarGains(const std::vector<float>& power, const Settings& s)
+{
+    const float rms = expf(-1.0f / (0.02322f * float(kRate)));
+    const float attack = expf(-2.2f / (s.attackS * float(kRate)));
+    const float release = expf(-2.2f / (s.releaseS * float(kRate)));
+    const float ratioFactor = 1.0f / s.ratio - 1.0f;
+    float level = 0.0f, gainDb = 0.0f;
+    std::vector<float> gains;
+    for (const float p : power) {
+        level = p + rms * (level - p);
+        const float overDb = std::max(10.0f * OV::FastLog10(level) - s.thresholdDb, 0.0f);
+        const float delta = gainDb - overDb;
+        gainDb = (overDb - gainDb >= 0.0f) ? overDb + attack * delta : overDb + release * delta;
+        gains.push_back(OV::FastPow10FromDb(std::max(s.rangeDb, gainDb * ratioFactor)));
+    }
+    return gains;
+}
+
+// The side chains run in vector lanes (channels, or frames when linked): each
+// must give the scalar form's bits, in groups of four, the one left over, the
+// remainder of a block, linked, and gathered from compressors with other
+// settings.
+TEST(OvCompressor, VectorSideChainsGiveTheScalarFormsBits)
+{
+    std::mt19937 rng(777);
+    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    const size_t frames = 9001;
+    Planes in(5, std::vector<float>(frames));
+    for (uint32_t ch = 0; ch < 5; ++ch)
+        for (size_t i = 0; i < frames; ++i)
+            in[ch][i] = (i / (1500 + 300 * ch)) % 2 ? noise(rng) * (ch + 1) * 0.4f : 0.001f * noise(rng);
+    const Settings settings[] = {{-30.0f, 4.0f, 0.003f, 0.08f, -24.0f}, {-12.0f, 1.5f, 0.05f, 0.5f, 0.0f}};
+    const auto expected = [&](const std::vector<float>& x, const std::vector<float>& power, const Settings& s) {
+        std::vector<float> y = ScalarGains(power, s);
+        for (size_t i = 0; i < y.size(); ++i)
+            y[i] *= x[i];
+        return y;
+    };
+    const auto sameBits = [](const std::vector<float>& a, const std::vector<float>& b) {
+        return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+    };
+    std::vector<float> power[5], linkedPower(frames);
+    for (uint32_t ch = 0; ch < 5; ++ch)
+        for (size_t i = 0; i < frames; ++i)
+            power[ch].push_back(in[ch][i] * in[ch][i] + 1e-25f);
+    for (size_t i = 0; i < frames; ++i)
+        linkedPower[i] = ((in[0][i] * in[0][i] + in[1][i] * in[1][i]) + in[2][i] * in[2][i]) * (1.0f / 3.0f) + 1e-25f;
+    for (uint32_t block : {1u, 61u, 1024u}) {
+        const Planes lanes = Compress(in, settings[0], false, block);
+        for (uint32_t ch = 0; ch < 5; ++ch)
+            EXPECT_TRUE(sameBits(lanes[ch], expected(in[ch], power[ch], settings[0])))
+                << "block " << block << " channel " << ch;
+        const Planes linked = Compress(Planes(in.begin(), in.begin() + 3), settings[0], true, block);
+        for (uint32_t ch = 0; ch < 3; ++ch)
+            EXPECT_TRUE(sameBits(linked[ch], expected(in[ch], linkedPower, settings[0])))
+                << "linked, block " << block << " channel " << ch;
+    }
+
+    // Two mono compressors with different settings gathered into one group.
+    OvCompressor cores[2];
+    testsupport::PlanarBlock blocks[2] = {testsupport::PlanarBlock(1, 512), testsupport::PlanarBlock(1, 512)};
+    Planes out[2];
+    for (uint32_t k = 0; k < 2; ++k)
+        ASSERT_EQ(cores[k].Init(OV::DefaultAllocator(), true, testsupport::PlanarFormat(1, kRate),
+                                settings[k].attackS, settings[k].releaseS, false),
+                  OV_Success);
+    for (size_t start = 0; start + 512 <= frames; start += 512) {
+        OvCompressor::Lane lanes[2];
+        uint32_t n = 0;
+        for (uint32_t k = 0; k < 2; ++k) {
+            blocks[k].Load(Planes(1, in[k]), start, 512);
+            const Settings& s = settings[k];
+            n += cores[k].CollectLanes(lanes + n, 2 - n, &blocks[k].buffer, nullptr, s.thresholdDb, s.ratio,
+                                       s.attackS, s.releaseS, s.rangeDb);
+        }
+        ASSERT_EQ(n, 2u);
+        OvCompressor::RunLanes(lanes, n);
+        for (uint32_t k = 0; k < 2; ++k)
+            blocks[k].AppendTo(out[k], 512);
+    }
+    for (uint32_t k = 0; k < 2; ++k) {
+        cores[k].Shutdown(OV::DefaultAllocator());
+        const size_t done = out[k][0].size();
+        const std::vector<float> x(in[k].begin(), in[k].begin() + done);
+        const std::vector<float> p(power[k].begin(), power[k].begin() + done);
+        EXPECT_TRUE(sameBits(out[k][0], expected(x, p, settings[k]))) << "compressor " << k;
     }
 }
 
