@@ -200,9 +200,8 @@ private:
 
 }  // namespace
 
-// Track figures come from an analyser per file, so that they do not depend on
-// the files before; album figures from one that hears the album's files as
-// one gapless stream.
+// Each file is decoded and measured once: an album's analyser gives the
+// figure of each of its files and, at the end, the album's.
 int RunReplayGain(const ReplayGainOptions& options)
 {
     std::vector<AlbumScan> albums = CollectAlbums(options);

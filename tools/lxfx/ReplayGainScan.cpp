@@ -20,7 +20,7 @@ struct Decoded {
     std::vector<float> samples;  // interleaved
 };
 
-void DecodeAndMeasure(TrackScan& track, Decoded& decoded, bool skipExisting)
+void Decode(TrackScan& track, Decoded& decoded, bool skipExisting)
 {
     try {
         if (skipExisting && HasTrackGainTag(track.file)) {
@@ -30,26 +30,18 @@ void DecodeAndMeasure(TrackScan& track, Decoded& decoded, bool skipExisting)
         AudioFileReader reader(track.file);
         reader.ReadAsFloat();
         decoded.format = reader.Format();
-        const StreamFormat& format = decoded.format;
-        ReplayGainProcessor analyser;
-        if (!analyser.Init(AUDIO_SAMPLEFORMAT_FLOAT, format.channels, format.sampleRate))
-            throw ToolError("the analyser refused " + std::to_string(format.sampleRate) + " Hz, " +
-                            std::to_string(format.channels) + " channels");
         constexpr size_t kChunkFrames = 4096;
+        const size_t channels = decoded.format.channels;
         if (reader.Frames() > 0)
-            decoded.samples.reserve(size_t(reader.Frames()) * format.channels);
+            decoded.samples.reserve(size_t(reader.Frames()) * channels);
         for (;;) {
             const size_t at = decoded.samples.size();
-            decoded.samples.resize(at + kChunkFrames * format.channels);
+            decoded.samples.resize(at + kChunkFrames * channels);
             const size_t frames = reader.Read(decoded.samples.data() + at, kChunkFrames);
-            decoded.samples.resize(at + frames * format.channels);
+            decoded.samples.resize(at + frames * channels);
             if (frames == 0)
                 break;
-            analyser.PushSamples(decoded.samples.data() + at, unsigned(frames), false);
         }
-        // The end of the track closes the 100 ms block being gathered.
-        analyser.PushSamples(nullptr, 0, true);
-        analyser.GetReplayGain(ReplayGainTrack, track.info);
     } catch (const ToolError& error) {
         track.error = error.what();
         decoded.samples = {};
@@ -59,46 +51,67 @@ void DecodeAndMeasure(TrackScan& track, Decoded& decoded, bool skipExisting)
     }
 }
 
-// The album hears its files as one gapless stream, in order. Files of
-// another rate or channel count than the first would need a new Init, which
-// ends the measurement.
+// One analyser per album hears its files once, in order, as a player using
+// the library would: the end of each file closes the 100 ms block being
+// gathered, the file's figure is the track measurement, which is then
+// cleared, and the album measurement runs on over all files. A file of
+// another rate or channel count than the first needs an analyser of its
+// own, and the album is not measured.
 class AlbumMeasure {
 public:
-    void Add(const TrackScan& track, const Decoded& decoded)
+    void Add(TrackScan& track, const Decoded& decoded)
     {
         if (!track.error.empty() || track.skipped)
             return;
         const StreamFormat& format = decoded.format;
         if (!started) {
-            started = analyser.Init(AUDIO_SAMPLEFORMAT_FLOAT, format.channels, format.sampleRate);
+            started = album.Init(AUDIO_SAMPLEFORMAT_FLOAT, format.channels, format.sampleRate);
             channels = format.channels;
             sampleRate = format.sampleRate;
-        } else if (format.channels != channels || format.sampleRate != sampleRate) {
+            if (!started) {
+                track.error = Refusal(format);
+                return;
+            }
+        }
+        const bool sameFormat = format.channels == channels && format.sampleRate == sampleRate;
+        ReplayGainProcessor single;
+        if (!sameFormat) {
             broken = true;
+            if (!single.Init(AUDIO_SAMPLEFORMAT_FLOAT, format.channels, format.sampleRate)) {
+                track.error = Refusal(format);
+                return;
+            }
         }
-        if (started && !broken && !decoded.samples.empty())
+        ReplayGainProcessor& analyser = sameFormat ? album : single;
+        if (!decoded.samples.empty())
             analyser.PushSamples(const_cast<float*>(decoded.samples.data()),
-                                 unsigned(decoded.samples.size() / channels), false);
+                                 unsigned(decoded.samples.size() / format.channels), false);
+        analyser.PushSamples(nullptr, 0, true);
+        analyser.GetReplayGain(ReplayGainTrack, track.info);
+        analyser.ResetReplayGain(ReplayGainTrack);
+        ++measured;
     }
-    void Finish(AlbumScan& album)
+    void Finish(AlbumScan& scan)
     {
-        size_t measured = 0;
-        for (const TrackScan& track : album.tracks)
-            measured += track.error.empty() && !track.skipped;
-        if (measured == 0 || !started) {
-            album.note = "no file could be measured";
-        } else if (broken) {
-            album.note = "not measured: the files differ in sample rate or channel count";
-        } else {
-            analyser.PushSamples(nullptr, 0, true);
-            analyser.GetReplayGain(ReplayGainAlbum, album.info);
-        }
+        if (measured == 0 || !started)
+            scan.note = "no file could be measured";
+        else if (broken)
+            scan.note = "not measured: the files differ in sample rate or channel count";
+        else
+            album.GetReplayGain(ReplayGainAlbum, scan.info);
     }
 
 private:
-    ReplayGainProcessor analyser;
+    static std::string Refusal(const StreamFormat& format)
+    {
+        return "the analyser refused " + std::to_string(format.sampleRate) + " Hz, " +
+               std::to_string(format.channels) + " channels";
+    }
+
+    ReplayGainProcessor album;
     bool started = false;
     bool broken = false;
+    size_t measured = 0;
     uint32_t channels = 0, sampleRate = 0;
 };
 
@@ -127,7 +140,7 @@ void ScanAlbums(std::vector<AlbumScan>& albums, const ScanSettings& settings)
                 return;
             const size_t index = nextToDecode++;
             lock.unlock();
-            DecodeAndMeasure(*tracks[index], decoded[index], settings.skipExisting);
+            Decode(*tracks[index], decoded[index], settings.skipExisting);
             lock.lock();
             decoded[index].ready = true;
             changed.notify_all();

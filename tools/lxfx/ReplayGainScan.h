@@ -1,8 +1,8 @@
-// Scans albums of audio files for ReplayGain: decoding and the track
-// measurement run on worker threads, the album measurement on the calling
-// thread in file order, so the results are those of a serial run whatever
-// the number of workers. A worker decodes a whole file ahead; at most as many
-// files as there are workers wait decoded at a time.
+// Scans albums of audio files for ReplayGain: decoding runs on worker
+// threads, the measurement (track and album figures in one pass) on the
+// calling thread in file order, so the results are those of a serial run
+// whatever the number of workers. A worker decodes a whole file ahead; at
+// most as many files as there are workers wait decoded at a time.
 #pragma once
 
 #include <functional>

@@ -89,11 +89,13 @@ TEST(LxfxReplayGain, AlbumGatesTheBlocksOfAllTracksAndBadFilesDoNotStopTheOthers
     ASSERT_EQ(result["tracks"].size(), 5u);
     for (size_t bad : {1, 3})
         EXPECT_TRUE(result["tracks"][bad].contains("error") && !result["tracks"][bad].contains("gain")) << bad;
-    // Silence stays under the absolute gate, and the track figures do not
-    // depend on the files before them.
+    // Silence stays under the absolute gate and leaves the filters at rest,
+    // so the file after it measures as it does alone; a file after a loud one
+    // hears only the filters' last milliseconds of it.
     EXPECT_EQ(TrackGain(result, 0), 78.0);
     EXPECT_EQ(result["tracks"][0]["peak"].get<double>(), 0.0);
     EXPECT_EQ(result["tracks"][2]["gain"], single["tracks"][0]["gain"]);
+    EXPECT_NEAR(TrackGain(result, 4) - TrackGain(result, 2), 10.0, 0.01);
     // Equal lengths at -20 and -30: the quiet blocks pass the relative gate
     // (10 dB under the mean power), so the album sits at the mean power,
     // 10 log10(0.55) under the loud track, give or take the gating blocks that
