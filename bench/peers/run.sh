@@ -29,7 +29,7 @@ trap 'rm -rf "$work"' EXIT
 # The demo's dry song, 20 s, sixty times over: long enough for the CPU
 # clock's 10 ms steps.
 "$lxfx" demo --out "$work/song.wav" --dry "$work/dry.wav" --quiet >/dev/null
-sox $(for _ in $(seq 60); do echo "$work/dry.wav"; done) "$work/in.wav"
+sox -V1 $(for _ in $(seq 60); do echo "$work/dry.wav"; done) "$work/in.wav"
 in=$work/in.wav
 seconds=$(soxi -D "$in")
 
@@ -44,7 +44,7 @@ effects=(
   "tremolo|--set tremolo.on=true|ffmpeg -v error -y -i INPUT -af tremolo=f=8:d=0.25 -c:a pcm_f32le OUTPUT"
   "vibrato|--set vibrato.on=true|ffmpeg -v error -y -i INPUT -af vibrato=f=6:d=0.14 -c:a pcm_f32le OUTPUT"
   "limiter|--set limiter.on=true|ffmpeg -v error -y -i INPUT -af alimiter=limit=1:attack=40:release=80 -c:a pcm_f32le OUTPUT"
-  "room reverb (SoX)|--set reverb.on=true|sox INPUT OUTPUT reverb 50 50 100"
+  "room reverb (SoX)|--set reverb.on=true|sox -V1 INPUT OUTPUT reverb 50 50 100"
 )
 # The whole chain: every effect above but the reverb, which FFmpeg lacks,
 # against one FFmpeg graph of the same filters in the chain's order.
@@ -59,7 +59,7 @@ done
 effects+=("whole chain|$chainArgs|ffmpeg -v error -y -i INPUT -af $chainGraph -c:a pcm_f32le OUTPUT")
 passLxfx="$lxfx process INPUT OUTPUT --quiet ${off[*]}"
 passFfmpeg="ffmpeg -v error -y -i INPUT -af anull -c:a pcm_f32le OUTPUT"
-passSox="sox INPUT OUTPUT"
+passSox="sox -V1 INPUT OUTPUT"
 
 # CPU seconds of one run of a command line.
 cpu() {
