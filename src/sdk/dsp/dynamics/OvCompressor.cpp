@@ -1,6 +1,7 @@
 #include "sdk/dsp/dynamics/OvCompressor.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstring>
 
@@ -26,6 +27,33 @@ constexpr float kPowerFloor = 1e-25f;
 // std::max(a, b) is _mm_max_ps(b, a) (the same pick on NaN and signed
 // zeros), and the attack or release outcome is picked by a mask instead of a
 // branch that the sign of the level change would mispredict.
+// How the gain smoother picks between its attack and release outcomes. The
+// attack is taken when the level is at or above the gain (delta = gain -
+// level <= 0), and then attack * delta >= release * delta exactly when
+// attack <= release; rounding keeps that order, so the attack outcome is the
+// larger of the two whenever it is taken, and the release outcome likewise
+// when it is taken: with attack <= release the pick is the larger outcome,
+// with attack >= release the smaller. A max or min is shorter on the
+// smoother's dependence chain than the compare and mask. It holds for
+// coefficients that are finite and above 0 (then both outcomes are NaN
+// together, with the same NaN, and equal outcomes are the same bits: a sum
+// of 0 is +0, the level never being -0); any other coefficient takes the mask.
+enum class SmoothPick { Mask, Larger, Smaller };
+
+// The pick that serves all of in_uCount lanes' coefficients.
+SmoothPick ChooseSmoothPick(const float* in_pAttackCoefs, const float* in_pReleaseCoefs, uint32_t in_uCount)
+{
+    bool bLarger = true, bSmaller = true;
+    for (uint32_t k = 0; k < in_uCount; ++k) {
+        const float a = in_pAttackCoefs[k], r = in_pReleaseCoefs[k];
+        if (!(a > 0.0f && a <= FLT_MAX && r > 0.0f && r <= FLT_MAX))
+            return SmoothPick::Mask;
+        bLarger = bLarger && a <= r;
+        bSmaller = bSmaller && a >= r;
+    }
+    return bLarger ? SmoothPick::Larger : (bSmaller ? SmoothPick::Smaller : SmoothPick::Mask);
+}
+
 struct GainComputerX4 {
     __m128 fRmsCoef;
     __m128 fAttackCoef;
@@ -80,24 +108,32 @@ struct GainComputerX4 {
         return _mm_max_ps(_mm_setzero_ps(),
                           _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(10.0f), FastLog10(in_fPower)), fThresholdDb));
     }
+    template <SmoothPick P>
     void Smooth(__m128 in_fOverDb, __m128& io_fGainDb) const
     {
         const __m128 fDelta = _mm_sub_ps(io_fGainDb, in_fOverDb);
         const __m128 fAttacked = _mm_add_ps(in_fOverDb, _mm_mul_ps(fAttackCoef, fDelta));
         const __m128 fReleased = _mm_add_ps(in_fOverDb, _mm_mul_ps(fReleaseCoef, fDelta));
-        // Attack while the level is at or above the gain, else release (NaN).
-        const __m128 bAttack = _mm_cmple_ps(_mm_setzero_ps(), _mm_sub_ps(in_fOverDb, io_fGainDb));
-        io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
+        if (P == SmoothPick::Larger) {
+            io_fGainDb = _mm_max_ps(fAttacked, fReleased);
+        } else if (P == SmoothPick::Smaller) {
+            io_fGainDb = _mm_min_ps(fAttacked, fReleased);
+        } else {
+            // Attack while the level is at or above the gain, else release (NaN).
+            const __m128 bAttack = _mm_cmple_ps(_mm_setzero_ps(), _mm_sub_ps(in_fOverDb, io_fGainDb));
+            io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
+        }
     }
     __m128 Gain(__m128 in_fGainDb) const
     {
         return FastPow10FromDb(_mm_max_ps(_mm_mul_ps(in_fGainDb, fRatioFactor), fRangeDb));
     }
 
+    template <SmoothPick P>
     __m128 Step(__m128 p, __m128& io_fPower, __m128& io_fGainDb) const
     {
         Detect(p, io_fPower);
-        Smooth(OverDb(io_fPower), io_fGainDb);
+        Smooth<P>(OverDb(io_fPower), io_fGainDb);
         return Gain(io_fGainDb);
     }
 };
@@ -161,7 +197,7 @@ void Unpack(const __m128* in_pPacked, __m128* out_pFrames)
 // before the smoother of the last four, so the two smoothers' dependence
 // chains overlap instead of waiting on the log between them, and the power
 // function waits for neither.
-template <uint32_t N, class Source>
+template <uint32_t N, SmoothPick P, class Source>
 void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128& io_fGainDb,
                    uint32_t in_uFrames, Source& io_source)
 {
@@ -191,7 +227,7 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
             Unpack<N>(fOverDb, v);
             #pragma GCC unroll 4
             for (uint32_t j = 0; j < 4; ++j) {
-                in_computer.Smooth(v[j], vGainDb);
+                in_computer.Smooth<P>(v[j], vGainDb);
                 v[j] = vGainDb;
             }
             Pack<N>(v, fNextSmoothDb);
@@ -210,7 +246,7 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
         }
     }
     for (uint32_t i = uSteps * 4; i < uFrames; ++i)
-        io_source.ApplyOne(i, in_computer.Step(io_source.LoadOne(i), vPower, vGainDb));
+        io_source.ApplyOne(i, in_computer.Step<P>(io_source.LoadOne(i), vPower, vGainDb));
     io_fPower = vPower;
     io_fGainDb = vGainDb;
 }
@@ -333,7 +369,12 @@ void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
                                      _mm_loadu_ps(fCoef[3]), _mm_loadu_ps(fCoef[4]), _mm_loadu_ps(fCoef[5])};
     __m128 vPower = _mm_loadu_ps(fPower);
     __m128 vGainDb = _mm_loadu_ps(fGainDb);
-    RunSideChains<N>(computer, vPower, vGainDb, in_pLanes[0].uFrames, source);
+    const uint32_t uFrames = in_pLanes[0].uFrames;
+    switch (ChooseSmoothPick(fCoef[1], fCoef[2], 4)) {
+    case SmoothPick::Larger: RunSideChains<N, SmoothPick::Larger>(computer, vPower, vGainDb, uFrames, source); break;
+    case SmoothPick::Smaller: RunSideChains<N, SmoothPick::Smaller>(computer, vPower, vGainDb, uFrames, source); break;
+    default: RunSideChains<N, SmoothPick::Mask>(computer, vPower, vGainDb, uFrames, source); break;
+    }
     _mm_storeu_ps(fPower, vPower);
     _mm_storeu_ps(fGainDb, vGainDb);
     for (uint32_t k = 0; k < N; ++k) {
@@ -534,8 +575,13 @@ void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer*
     __m128 vGainDb = _mm_set1_ps(m_pSideChain[0].fGainDb);
     LinkedSource source = {pBase, uStride, uChannels, fInvChannels};
     // No valid frames: nothing runs here, unlike the per-channel form.
-    if (uFrames > 0)
-        RunSideChains<1>(computer, vPower, vGainDb, uFrames, source);
+    if (uFrames > 0) {
+        switch (ChooseSmoothPick(&m_fAttackCoef, &m_fReleaseCoef, 1)) {
+        case SmoothPick::Larger: RunSideChains<1, SmoothPick::Larger>(computer, vPower, vGainDb, uFrames, source); break;
+        case SmoothPick::Smaller: RunSideChains<1, SmoothPick::Smaller>(computer, vPower, vGainDb, uFrames, source); break;
+        default: RunSideChains<1, SmoothPick::Mask>(computer, vPower, vGainDb, uFrames, source); break;
+        }
+    }
     m_pSideChain[0].fGainDb = _mm_cvtss_f32(vGainDb);
     m_pSideChain[0].fPower = _mm_cvtss_f32(vPower);
 }

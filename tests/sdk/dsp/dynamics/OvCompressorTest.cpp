@@ -214,7 +214,11 @@ TEST(OvCompressor, VectorSideChainsGiveTheScalarFormsBits)
     for (uint32_t ch = 0; ch < 5; ++ch)
         for (size_t i = 0; i < frames; ++i)
             in[ch][i] = (i / (1500 + 300 * ch)) % 2 ? noise(rng) * (ch + 1) * 0.4f : 0.001f * noise(rng);
-    const Settings settings[] = {{-30.0f, 4.0f, 0.003f, 0.08f, -24.0f}, {-12.0f, 1.5f, 0.05f, 0.5f, 0.0f}};
+    // Attack faster than release, slower, instant (a coefficient of 0), and
+    // a group mixing the first two.
+    const Settings settings[] = {{-30.0f, 4.0f, 0.003f, 0.08f, -24.0f},
+                                 {-12.0f, 1.5f, 0.5f, 0.05f, -6.0f},
+                                 {-20.0f, 3.0f, 0.0f, 0.1f, -40.0f}};
     const auto expected = [&](const std::vector<float>& x, const std::vector<float>& power, const Settings& s) {
         std::vector<float> y = ScalarGains(power, s);
         for (size_t i = 0; i < y.size(); ++i)
@@ -230,15 +234,17 @@ TEST(OvCompressor, VectorSideChainsGiveTheScalarFormsBits)
             power[ch].push_back(in[ch][i] * in[ch][i] + 1e-25f);
     for (size_t i = 0; i < frames; ++i)
         linkedPower[i] = ((in[0][i] * in[0][i] + in[1][i] * in[1][i]) + in[2][i] * in[2][i]) * (1.0f / 3.0f) + 1e-25f;
-    for (uint32_t block : {1u, 61u, 1024u}) {
-        const Planes lanes = Compress(in, settings[0], false, block);
-        for (uint32_t ch = 0; ch < 5; ++ch)
-            EXPECT_TRUE(sameBits(lanes[ch], expected(in[ch], power[ch], settings[0])))
-                << "block " << block << " channel " << ch;
-        const Planes linked = Compress(Planes(in.begin(), in.begin() + 3), settings[0], true, block);
-        for (uint32_t ch = 0; ch < 3; ++ch)
-            EXPECT_TRUE(sameBits(linked[ch], expected(in[ch], linkedPower, settings[0])))
-                << "linked, block " << block << " channel " << ch;
+    for (const Settings& s : settings) {
+        for (uint32_t block : {1u, 61u, 1024u}) {
+            const Planes lanes = Compress(in, s, false, block);
+            for (uint32_t ch = 0; ch < 5; ++ch)
+                EXPECT_TRUE(sameBits(lanes[ch], expected(in[ch], power[ch], s)))
+                    << "attack " << s.attackS << ", block " << block << " channel " << ch;
+            const Planes linked = Compress(Planes(in.begin(), in.begin() + 3), s, true, block);
+            for (uint32_t ch = 0; ch < 3; ++ch)
+                EXPECT_TRUE(sameBits(linked[ch], expected(in[ch], linkedPower, s)))
+                    << "attack " << s.attackS << ", linked, block " << block << " channel " << ch;
+        }
     }
 
     // Two mono compressors with different settings gathered into one group.
