@@ -251,18 +251,46 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
     io_fGainDb = vGainDb;
 }
 
+// The gains around the core, in lanes; kGains false leaves them out. The
+// pre gain scales what the core reads, the post gain what it writes, as
+// separate passes would: 0 + post * (x * pre * gain).
+template <bool kGains>
+struct GainsX4 {
+    __m128 fPre;
+    __m128 fPost;
+
+    static GainsX4 From(const OvCompressor::GainsAround* in_pGains)
+    {
+        return in_pGains ? GainsX4{_mm_set1_ps(in_pGains->fPre), _mm_set1_ps(in_pGains->fPost)}
+                         : GainsX4{_mm_set1_ps(1.0f), _mm_set1_ps(1.0f)};
+    }
+    __m128 In(__m128 x) const { return kGains ? _mm_mul_ps(x, fPre) : x; }
+    __m128 Out(__m128 x, __m128 in_fGain) const
+    {
+        const __m128 y = _mm_mul_ps(In(x), in_fGain);
+        return kGains ? _mm_add_ps(_mm_setzero_ps(), _mm_mul_ps(fPost, y)) : y;
+    }
+    float In(float x) const { return kGains ? x * _mm_cvtss_f32(fPre) : x; }
+    float Out(float x, float in_fGain) const
+    {
+        const float y = In(x) * in_fGain;
+        return kGains ? 0.0f + _mm_cvtss_f32(fPost) * y : y;
+    }
+};
+
 // Per-channel side chains, one per lane; lanes from N on run on silence.
-template <uint32_t N>
+template <uint32_t N, bool kGains>
 struct LaneSource {
     float* pOut[N];
     const float* pDetect[N];
+    GainsX4<kGains> gains;
 
     void Load(uint32_t i, __m128* out_pPower) const
     {
         // Rows are lanes on load, frames after the transpose.
         #pragma GCC unroll 4
         for (uint32_t k = 0; k < 4; ++k)
-            out_pPower[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
+            out_pPower[k] = k < N ? gains.In(_mm_loadu_ps(pDetect[k] + i)) : _mm_setzero_ps();
         _MM_TRANSPOSE4_PS(out_pPower[0], out_pPower[1], out_pPower[2], out_pPower[3]);
         #pragma GCC unroll 4
         for (uint32_t j = 0; j < 4; ++j)
@@ -275,14 +303,14 @@ struct LaneSource {
         _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
         #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
-            _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
+            _mm_storeu_ps(pOut[k] + i, gains.Out(_mm_loadu_ps(pOut[k] + i), g[k]));
     }
     __m128 LoadOne(uint32_t i) const
     {
         float fX[4] = {};
         #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
-            fX[k] = pDetect[k][i];
+            fX[k] = gains.In(pDetect[k][i]);
         const __m128 x = _mm_loadu_ps(fX);
         return _mm_add_ps(_mm_mul_ps(x, x), _mm_set1_ps(kPowerFloor));
     }
@@ -292,17 +320,19 @@ struct LaneSource {
         _mm_storeu_ps(fGain, in_fGain);
         #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
-            pOut[k][i] *= fGain[k];
+            pOut[k][i] = gains.Out(pOut[k][i], fGain[k]);
     }
 };
 
 // One side chain for all channels: mean power, in the channel order of the
 // scalar form, one frame per lane; the gain goes to every channel.
+template <bool kGains>
 struct LinkedSource {
     float* pBase;
     uint32_t uStride;
     uint32_t uChannels;
     float fInvChannels;
+    GainsX4<kGains> gains;
 
     __m128 Power(__m128 in_fSum) const
     {
@@ -310,10 +340,10 @@ struct LinkedSource {
     }
     void Load(uint32_t i, __m128* out_pPower) const
     {
-        __m128 x = _mm_loadu_ps(pBase + i);
+        __m128 x = gains.In(_mm_loadu_ps(pBase + i));
         __m128 fSum = _mm_mul_ps(x, x);
         for (uint32_t c = 1; c < uChannels; ++c) {
-            x = _mm_loadu_ps(pBase + size_t(c) * uStride + i);
+            x = gains.In(_mm_loadu_ps(pBase + size_t(c) * uStride + i));
             fSum = _mm_add_ps(fSum, _mm_mul_ps(x, x));
         }
         const __m128 fPacked = Power(fSum);
@@ -323,14 +353,15 @@ struct LinkedSource {
     {
         for (uint32_t c = 0; c < uChannels; ++c) {
             float* p = pBase + size_t(c) * uStride + i;
-            _mm_storeu_ps(p, _mm_mul_ps(_mm_loadu_ps(p), in_pPacked[0]));
+            _mm_storeu_ps(p, gains.Out(_mm_loadu_ps(p), in_pPacked[0]));
         }
     }
     __m128 LoadOne(uint32_t i) const
     {
-        float s = pBase[i] * pBase[i];
+        float x = gains.In(pBase[i]);
+        float s = x * x;
         for (uint32_t c = 1; c < uChannels; ++c) {
-            const float x = pBase[size_t(c) * uStride + i];
+            x = gains.In(pBase[size_t(c) * uStride + i]);
             s += x * x;
         }
         return Power(_mm_set_ss(s));
@@ -338,17 +369,39 @@ struct LinkedSource {
     void ApplyOne(uint32_t i, __m128 in_fGain)
     {
         const float g = _mm_cvtss_f32(in_fGain);
-        for (uint32_t c = 0; c < uChannels; ++c)
-            pBase[size_t(c) * uStride + i] *= g;
+        for (uint32_t c = 0; c < uChannels; ++c) {
+            float& x = pBase[size_t(c) * uStride + i];
+            x = gains.Out(x, g);
+        }
     }
 };
 
-template <uint32_t N>
-void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
+// RunSideChains with the smoother's pick for the coefficients' lanes.
+template <uint32_t N, class Source>
+void RunSideChainsPicked(const GainComputerX4& in_computer, const float* in_pAttackCoefs,
+                         const float* in_pReleaseCoefs, uint32_t in_uCoefs, __m128& io_fPower, __m128& io_fGainDb,
+                         uint32_t in_uFrames, Source& io_source)
+{
+    switch (ChooseSmoothPick(in_pAttackCoefs, in_pReleaseCoefs, in_uCoefs)) {
+    case SmoothPick::Larger:
+        RunSideChains<N, SmoothPick::Larger>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        break;
+    case SmoothPick::Smaller:
+        RunSideChains<N, SmoothPick::Smaller>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        break;
+    default:
+        RunSideChains<N, SmoothPick::Mask>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        break;
+    }
+}
+
+template <uint32_t N, bool kGains>
+void RunLaneGroup(const OvCompressor::Lane* in_pLanes, const OvCompressor::GainsAround* in_pGains)
 {
     float fCoef[6][4];
     float fPower[4] = {}, fGainDb[4] = {};
-    LaneSource<N> source = {};
+    LaneSource<N, kGains> source = {};
+    source.gains = GainsX4<kGains>::From(in_pGains);
     for (uint32_t k = 0; k < 4; ++k) {
         // Lane k % N: the packed layout's coefficients.
         const OvCompressor::Lane& lane = in_pLanes[k % N];
@@ -369,12 +422,7 @@ void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
                                      _mm_loadu_ps(fCoef[3]), _mm_loadu_ps(fCoef[4]), _mm_loadu_ps(fCoef[5])};
     __m128 vPower = _mm_loadu_ps(fPower);
     __m128 vGainDb = _mm_loadu_ps(fGainDb);
-    const uint32_t uFrames = in_pLanes[0].uFrames;
-    switch (ChooseSmoothPick(fCoef[1], fCoef[2], 4)) {
-    case SmoothPick::Larger: RunSideChains<N, SmoothPick::Larger>(computer, vPower, vGainDb, uFrames, source); break;
-    case SmoothPick::Smaller: RunSideChains<N, SmoothPick::Smaller>(computer, vPower, vGainDb, uFrames, source); break;
-    default: RunSideChains<N, SmoothPick::Mask>(computer, vPower, vGainDb, uFrames, source); break;
-    }
+    RunSideChainsPicked<N>(computer, fCoef[1], fCoef[2], 4, vPower, vGainDb, in_pLanes[0].uFrames, source);
     _mm_storeu_ps(fPower, vPower);
     _mm_storeu_ps(fGainDb, vGainDb);
     for (uint32_t k = 0; k < N; ++k) {
@@ -463,7 +511,22 @@ void OvCompressor::Process(OvPipelineBuffer* io_pBuffer, float in_fThresholdDb, 
     UpdateTimes(in_fAttack, in_fRelease);
     const float fRatioFactor = 1.0f / in_fRatio - 1.0f;
     (this->*m_fnProcess)(io_pBuffer, nullptr, in_fThresholdDb, fRatioFactor, in_fRangeDb,
-                         m_uNumProcessedChannels);
+                         m_uNumProcessedChannels, nullptr);
+}
+
+uint32_t OvCompressor::ProcessWithGains(OvPipelineBuffer* io_pBuffer, float in_fPreGain, float in_fPostGain,
+                                        float in_fThresholdDb, float in_fRatio, float in_fAttack,
+                                        float in_fRelease, float in_fRangeDb)
+{
+    // With no valid frames the per-channel routine would still run its first
+    // sample, with no gain around it; the caller takes the separate passes then.
+    if (!m_fnProcess || !io_pBuffer || io_pBuffer->uValidFrames == 0)
+        return 0;
+    UpdateTimes(in_fAttack, in_fRelease);
+    const float fRatioFactor = 1.0f / in_fRatio - 1.0f;
+    const GainsAround gains = {in_fPreGain, in_fPostGain};
+    return (this->*m_fnProcess)(io_pBuffer, nullptr, in_fThresholdDb, fRatioFactor, in_fRangeDb,
+                                m_uNumProcessedChannels, &gains);
 }
 
 void OvCompressor::ProcessWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
@@ -475,7 +538,7 @@ void OvCompressor::ProcessWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer
     UpdateTimes(in_fAttack, in_fRelease);
     const float fRatioFactor = 1.0f / in_fRatio - 1.0f;
     ProcessPerChannel(io_pBuffer, in_pKey, in_fThresholdDb, fRatioFactor, in_fRangeDb,
-                      m_uNumProcessedChannels);
+                      m_uNumProcessedChannels, nullptr);
 }
 
 uint32_t OvCompressor::FillLanes(Lane* io_pLanes, uint32_t in_uRoom, uint32_t in_uFirstChannel,
@@ -510,18 +573,21 @@ uint32_t OvCompressor::FillLanes(Lane* io_pLanes, uint32_t in_uRoom, uint32_t in
     return n;
 }
 
-void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
-                                     float in_fThresholdDb, float in_fRatioFactor,
-                                     float in_fRangeDb, uint32_t in_uNumProcessedChannels)
+uint32_t OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                                         float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                                         uint32_t in_uNumProcessedChannels, const GainsAround* in_pGains)
 {
     Lane lanes[4];
+    uint32_t uDone = 0;
     for (uint32_t c = 0;; c += 4) {
         const uint32_t n = FillLanes(lanes, 4, c, io_pBuffer, in_pKey, in_fThresholdDb, in_fRatioFactor,
                                      in_fRangeDb, in_uNumProcessedChannels);
-        RunLanes(lanes, n);
+        RunLanesWithGains(lanes, n, in_pGains);
+        uDone += n;
         if (n < 4)
             break;
     }
+    return uDone;
 }
 
 uint32_t OvCompressor::CollectLanes(Lane* io_pLanes, uint32_t in_uRoom, OvPipelineBuffer* io_pBuffer,
@@ -538,32 +604,46 @@ uint32_t OvCompressor::CollectLanes(Lane* io_pLanes, uint32_t in_uRoom, OvPipeli
 
 void OvCompressor::RunLanes(const Lane* in_pLanes, uint32_t in_uNumLanes)
 {
+    RunLanesWithGains(in_pLanes, in_uNumLanes, nullptr);
+}
+
+void OvCompressor::RunLanesWithGains(const Lane* in_pLanes, uint32_t in_uNumLanes, const GainsAround* in_pGains)
+{
     uint32_t i = 0;
     while (i < in_uNumLanes) {
         // A group is the next lanes, up to four, of the same length.
         uint32_t n = 1;
         while (n < 4 && i + n < in_uNumLanes && in_pLanes[i + n].uFrames == in_pLanes[i].uFrames)
             ++n;
-        switch (n) {
-        case 1: RunLaneGroup<1>(in_pLanes + i); break;
-        case 2: RunLaneGroup<2>(in_pLanes + i); break;
-        case 3: RunLaneGroup<3>(in_pLanes + i); break;
-        default: RunLaneGroup<4>(in_pLanes + i); break;
+        if (in_pGains) {
+            switch (n) {
+            case 1: RunLaneGroup<1, true>(in_pLanes + i, in_pGains); break;
+            case 2: RunLaneGroup<2, true>(in_pLanes + i, in_pGains); break;
+            case 3: RunLaneGroup<3, true>(in_pLanes + i, in_pGains); break;
+            default: RunLaneGroup<4, true>(in_pLanes + i, in_pGains); break;
+            }
+        } else {
+            switch (n) {
+            case 1: RunLaneGroup<1, false>(in_pLanes + i, nullptr); break;
+            case 2: RunLaneGroup<2, false>(in_pLanes + i, nullptr); break;
+            case 3: RunLaneGroup<3, false>(in_pLanes + i, nullptr); break;
+            default: RunLaneGroup<4, false>(in_pLanes + i, nullptr); break;
+            }
         }
         i += n;
     }
 }
 
-void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* /*in_pKey*/,
-                                 float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
-                                 uint32_t in_uNumProcessedChannels)
+uint32_t OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* /*in_pKey*/,
+                                     float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                                     uint32_t in_uNumProcessedChannels, const GainsAround* in_pGains)
 {
     OV_ASSERT(m_uNumSideChain == 1);
     const uint32_t uChannels =
         std::min<uint32_t>(in_uNumProcessedChannels, io_pBuffer->NumChannels());
     float* pBase = io_pBuffer->GetData();
     if (m_uNumSideChain < 1 || uChannels == 0 || !pBase)
-        return;
+        return 0;
     const uint32_t uStride = io_pBuffer->MaxFrames();
     const uint32_t uFrames = std::min<uint32_t>(io_pBuffer->uValidFrames, uStride);
 
@@ -573,15 +653,17 @@ void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer*
                                      _mm_set1_ps(in_fRatioFactor), _mm_set1_ps(in_fRangeDb)};
     __m128 vPower = _mm_set1_ps(m_pSideChain[0].fPower);
     __m128 vGainDb = _mm_set1_ps(m_pSideChain[0].fGainDb);
-    LinkedSource source = {pBase, uStride, uChannels, fInvChannels};
     // No valid frames: nothing runs here, unlike the per-channel form.
     if (uFrames > 0) {
-        switch (ChooseSmoothPick(&m_fAttackCoef, &m_fReleaseCoef, 1)) {
-        case SmoothPick::Larger: RunSideChains<1, SmoothPick::Larger>(computer, vPower, vGainDb, uFrames, source); break;
-        case SmoothPick::Smaller: RunSideChains<1, SmoothPick::Smaller>(computer, vPower, vGainDb, uFrames, source); break;
-        default: RunSideChains<1, SmoothPick::Mask>(computer, vPower, vGainDb, uFrames, source); break;
+        if (in_pGains) {
+            LinkedSource<true> source = {pBase, uStride, uChannels, fInvChannels, GainsX4<true>::From(in_pGains)};
+            RunSideChainsPicked<1>(computer, &m_fAttackCoef, &m_fReleaseCoef, 1, vPower, vGainDb, uFrames, source);
+        } else {
+            LinkedSource<false> source = {pBase, uStride, uChannels, fInvChannels, GainsX4<false>::From(nullptr)};
+            RunSideChainsPicked<1>(computer, &m_fAttackCoef, &m_fReleaseCoef, 1, vPower, vGainDb, uFrames, source);
         }
     }
     m_pSideChain[0].fGainDb = _mm_cvtss_f32(vGainDb);
     m_pSideChain[0].fPower = _mm_cvtss_f32(vPower);
+    return uChannels;
 }
