@@ -3,7 +3,8 @@
 // change. While they ramp the block is copied into an internal buffer,
 // compressed there and mixed back; with steady gains it is compressed in
 // place, with the same bits. Either way the valid frames come out and the
-// rest of the block is zero. Channels are linked or not as the parameter block says at Init.
+// rest of the block is zero. Channels are linked or not as the parameter
+// block says at Init.
 #pragma once
 
 #include <cstdint>
