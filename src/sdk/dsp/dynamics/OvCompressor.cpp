@@ -192,11 +192,13 @@ void Unpack(const __m128* in_pPacked, __m128* out_pFrames)
 // packed) takes their gains in the packed layout. LoadOne and ApplyOne do the
 // same for one frame of the remainder.
 //
-// Four frames per step in three stages a step apart: detector and level, gain
-// smoother, gain and output. The detector of the next four frames is issued
-// before the smoother of the last four, so the two smoothers' dependence
-// chains overlap instead of waiting on the log between them, and the power
-// function waits for neither.
+// Four frames per step in three stages: detector and level, gain smoother
+// two steps behind, gain and output one step behind that. The detector of
+// the next four frames is issued before the smoother, so the two smoothers'
+// dependence chains overlap instead of waiting on the log between them, and
+// the log has a whole step to finish; the power function waits for neither
+// and is issued before the smoother, which leaves the smoother's chain, the
+// longest, less crowded.
 template <uint32_t N, SmoothPick P, class Source>
 void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128& io_fGainDb,
                    uint32_t in_uFrames, Source& io_source)
@@ -206,8 +208,8 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
     const uint32_t uSteps = uFrames / 4;
     __m128 vPower = io_fPower;
     __m128 vGainDb = io_fGainDb;
-    __m128 fOverDb[M] = {}, fSmoothDb[M] = {};
-    for (uint32_t uStep = 0; uStep < uSteps + 2; ++uStep) {
+    __m128 fOverDb[M] = {}, fOlderOverDb[M] = {}, fSmoothDb[M] = {};
+    for (uint32_t uStep = 0; uStep < uSteps + 3; ++uStep) {
         __m128 fNextOverDb[M] = {}, fNextSmoothDb[M] = {};
         if (uStep < uSteps) {
             __m128 v[4];
@@ -222,9 +224,16 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
             for (uint32_t m = 0; m < M; ++m)
                 fNextOverDb[m] = in_computer.OverDb(fNextOverDb[m]);
         }
-        if (uStep > 0 && uStep <= uSteps) {
+        if (uStep > 2) {
+            __m128 packed[M];
+            #pragma GCC unroll 4
+            for (uint32_t m = 0; m < M; ++m)
+                packed[m] = in_computer.Gain(fSmoothDb[m]);
+            io_source.Apply((uStep - 3) * 4, packed);
+        }
+        if (uStep > 1 && uStep <= uSteps + 1) {
             __m128 v[4];
-            Unpack<N>(fOverDb, v);
+            Unpack<N>(fOlderOverDb, v);
             #pragma GCC unroll 4
             for (uint32_t j = 0; j < 4; ++j) {
                 in_computer.Smooth<P>(v[j], vGainDb);
@@ -232,15 +241,9 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
             }
             Pack<N>(v, fNextSmoothDb);
         }
-        if (uStep > 1) {
-            __m128 packed[M];
-            #pragma GCC unroll 4
-            for (uint32_t m = 0; m < M; ++m)
-                packed[m] = in_computer.Gain(fSmoothDb[m]);
-            io_source.Apply((uStep - 2) * 4, packed);
-        }
         #pragma GCC unroll 4
         for (uint32_t m = 0; m < M; ++m) {
+            fOlderOverDb[m] = fOverDb[m];
             fOverDb[m] = fNextOverDb[m];
             fSmoothDb[m] = fNextSmoothDb[m];
         }

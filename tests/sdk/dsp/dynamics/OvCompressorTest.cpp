@@ -238,7 +238,7 @@ TEST(OvCompressor, VectorSideChainsGiveTheScalarFormsBits)
     for (size_t i = 0; i < frames; ++i)
         linkedPower[i] = ((in[0][i] * in[0][i] + in[1][i] * in[1][i]) + in[2][i] * in[2][i]) * (1.0f / 3.0f) + 1e-25f;
     for (const Settings& s : settings) {
-        for (uint32_t block : {1u, 61u, 1024u}) {
+        for (uint32_t block : {1u, 5u, 9u, 61u, 1024u}) {
             const Planes lanes = Compress(in, s, false, block);
             for (uint32_t ch = 0; ch < 5; ++ch)
                 EXPECT_TRUE(sameBits(lanes[ch], expected(in[ch], power[ch], s)))
@@ -308,7 +308,7 @@ TEST(OvCompressor, GainsAppliedInPlaceGiveTheSeparatePassesBits)
                 ASSERT_EQ(inPlace.Init(OV::DefaultAllocator(), processLFE, format, s.attackS, s.releaseS, link),
                           OV_Success);
                 const uint32_t processed = processLFE ? channels : channels - 1;
-                for (uint32_t block : {1u, 61u, 1024u}) {
+                for (uint32_t block : {1u, 5u, 9u, 61u, 1024u}) {
                     SCOPED_TRACE(testing::Message() << channels << " channels, link " << link << ", block " << block
                                                     << ", pre " << g.pre);
                     testsupport::PlanarBlock a(channels, block), b(channels, block);
