@@ -80,7 +80,10 @@ void EchoLine(float* io_pIn, float* io_pFed, DelayLine& io_line, uint32_t in_uFr
 
 void HoldFedBack(const float* in_pOutput, float* out_pFed, uint32_t in_uFrames)
 {
-    for (uint32_t i = 0; i < in_uFrames; ++i)
+    uint32_t i = 0;
+    for (; i + 4 <= in_uFrames; i += 4)
+        _mm_storeu_ps(out_pFed + i, HoldLanes(_mm_loadu_ps(in_pOutput + i)));
+    for (; i < in_uFrames; ++i)
         out_pFed[i] = HoldSample(in_pOutput[i]);
 }
 

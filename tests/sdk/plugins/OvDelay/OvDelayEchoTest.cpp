@@ -58,9 +58,14 @@ TEST(OvDelayEcho, OnePassHasTheBitsOfTheStepsOneByOne)
                         in[i] += feedback * fed[i];
                 steps.ProcessBuffer(in.data(), fed.data(), frames);
                 OV::Mix2InterpAnyLength(in.data(), fed.data(), 1.0f, 1.0f, wet, wet, frames);
-                if (hold)
+                if (hold) {
                     for (uint32_t i = 0; i < frames; ++i)
                         fed[i] = std::isnan(in[i]) ? 0.0f : std::fmax(-1000.0f, std::fmin(1000.0f, in[i]));
+                    // The held copy the plug-in's ramp path makes.
+                    std::vector<float> held(frames);
+                    OV::HoldFedBack(in.data(), held.data(), frames);
+                    ASSERT_TRUE(SameBits(held.data(), fed.data(), frames)) << "block " << block;
+                }
 
                 ASSERT_TRUE(SameBits(in1.data(), in.data(), frames)) << "block " << block;
                 ASSERT_TRUE(SameBits(fed1.data(), fed.data(), frames)) << "block " << block;
