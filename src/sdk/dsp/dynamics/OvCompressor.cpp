@@ -54,6 +54,19 @@ SmoothPick ChooseSmoothPick(const float* in_pAttackCoefs, const float* in_pRelea
     return bLarger ? SmoothPick::Larger : (bSmaller ? SmoothPick::Smaller : SmoothPick::Mask);
 }
 
+// True when no lane's range is NaN or so low that range * 0.05 < -37: then
+// max(reduction, range) is never NaN (maxps answers the range for a NaN
+// reduction) and, rounding being monotonic, its x = 0.05 * dB is never below
+// -37, so the power function needs neither of its replacements.
+bool RangeKeepsPowInRange(const float* in_pRangeDb, uint32_t in_uCount)
+{
+    for (uint32_t k = 0; k < in_uCount; ++k) {
+        if (!(in_pRangeDb[k] * 0.05f >= -37.0f))
+            return false;
+    }
+    return true;
+}
+
 struct GainComputerX4 {
     __m128 fRmsCoef;
     __m128 fAttackCoef;
@@ -77,6 +90,9 @@ struct GainComputerX4 {
                           _mm_set1_ps(0.4342945f));
     }
 
+    // kInRange: no lane is NaN or below -740 dB, so the replacements for
+    // those (0 below -37 of x, NaN kept) would change nothing and are left out.
+    template <bool kInRange>
     static __m128 FastPow10FromDb(__m128 in_fDb)
     {
         const __m128 x = _mm_mul_ps(in_fDb, _mm_set1_ps(0.05f));
@@ -92,6 +108,8 @@ struct GainComputerX4 {
             _mm_add_ps(_mm_set1_ps(0.65304345f),
                        _mm_mul_ps(fMantissa, _mm_add_ps(_mm_set1_ps(0.020805772f),
                                                         _mm_mul_ps(fMantissa, _mm_set1_ps(0.32518977f))))));
+        if (kInRange)
+            return r;
         r = _mm_andnot_ps(_mm_cmplt_ps(x, _mm_set1_ps(-37.0f)), r);
         const __m128 bNaN = _mm_cmpunord_ps(x, x);
         return _mm_or_ps(_mm_and_ps(bNaN, x), _mm_andnot_ps(bNaN, r));
@@ -124,17 +142,20 @@ struct GainComputerX4 {
             io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
         }
     }
+    // The reduction is at least the range: with the range in range (see
+    // RangeKeepsPowInRange) so is the power function's input.
+    template <bool kInRange>
     __m128 Gain(__m128 in_fGainDb) const
     {
-        return FastPow10FromDb(_mm_max_ps(_mm_mul_ps(in_fGainDb, fRatioFactor), fRangeDb));
+        return FastPow10FromDb<kInRange>(_mm_max_ps(_mm_mul_ps(in_fGainDb, fRatioFactor), fRangeDb));
     }
 
-    template <SmoothPick P>
+    template <SmoothPick P, bool kInRange>
     __m128 Step(__m128 p, __m128& io_fPower, __m128& io_fGainDb) const
     {
         Detect(p, io_fPower);
         Smooth<P>(OverDb(io_fPower), io_fGainDb);
-        return Gain(io_fGainDb);
+        return Gain<kInRange>(io_fGainDb);
     }
 };
 
@@ -199,7 +220,7 @@ void Unpack(const __m128* in_pPacked, __m128* out_pFrames)
 // the log has a whole step to finish; the power function waits for neither
 // and is issued before the smoother, which leaves the smoother's chain, the
 // longest, less crowded.
-template <uint32_t N, SmoothPick P, class Source>
+template <uint32_t N, SmoothPick P, bool kInRange, class Source>
 void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128& io_fGainDb,
                    uint32_t in_uFrames, Source& io_source)
 {
@@ -228,7 +249,7 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
             __m128 packed[M];
             #pragma GCC unroll 4
             for (uint32_t m = 0; m < M; ++m)
-                packed[m] = in_computer.Gain(fSmoothDb[m]);
+                packed[m] = in_computer.Gain<kInRange>(fSmoothDb[m]);
             io_source.Apply((uStep - 3) * 4, packed);
         }
         if (uStep > 1 && uStep <= uSteps + 1) {
@@ -249,7 +270,7 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
         }
     }
     for (uint32_t i = uSteps * 4; i < uFrames; ++i)
-        io_source.ApplyOne(i, in_computer.Step<P>(io_source.LoadOne(i), vPower, vGainDb));
+        io_source.ApplyOne(i, in_computer.Step<P, kInRange>(io_source.LoadOne(i), vPower, vGainDb));
     io_fPower = vPower;
     io_fGainDb = vGainDb;
 }
@@ -379,21 +400,30 @@ struct LinkedSource {
     }
 };
 
-// RunSideChains with the smoother's pick for the coefficients' lanes.
+// RunSideChains with the smoother's pick for the coefficients' lanes, and
+// the short power function where the ranges allow it (the mask pick, for
+// coefficients out of the ordinary, always takes the full one).
 template <uint32_t N, class Source>
 void RunSideChainsPicked(const GainComputerX4& in_computer, const float* in_pAttackCoefs,
-                         const float* in_pReleaseCoefs, uint32_t in_uCoefs, __m128& io_fPower, __m128& io_fGainDb,
-                         uint32_t in_uFrames, Source& io_source)
+                         const float* in_pReleaseCoefs, const float* in_pRangeDb, uint32_t in_uCoefs,
+                         __m128& io_fPower, __m128& io_fGainDb, uint32_t in_uFrames, Source& io_source)
 {
+    const bool bInRange = RangeKeepsPowInRange(in_pRangeDb, in_uCoefs);
     switch (ChooseSmoothPick(in_pAttackCoefs, in_pReleaseCoefs, in_uCoefs)) {
     case SmoothPick::Larger:
-        RunSideChains<N, SmoothPick::Larger>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        if (bInRange)
+            RunSideChains<N, SmoothPick::Larger, true>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        else
+            RunSideChains<N, SmoothPick::Larger, false>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
         break;
     case SmoothPick::Smaller:
-        RunSideChains<N, SmoothPick::Smaller>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        if (bInRange)
+            RunSideChains<N, SmoothPick::Smaller, true>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        else
+            RunSideChains<N, SmoothPick::Smaller, false>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
         break;
     default:
-        RunSideChains<N, SmoothPick::Mask>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        RunSideChains<N, SmoothPick::Mask, false>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
         break;
     }
 }
@@ -425,7 +455,8 @@ void RunLaneGroup(const OvCompressor::Lane* in_pLanes, const OvCompressor::Gains
                                      _mm_loadu_ps(fCoef[3]), _mm_loadu_ps(fCoef[4]), _mm_loadu_ps(fCoef[5])};
     __m128 vPower = _mm_loadu_ps(fPower);
     __m128 vGainDb = _mm_loadu_ps(fGainDb);
-    RunSideChainsPicked<N>(computer, fCoef[1], fCoef[2], 4, vPower, vGainDb, in_pLanes[0].uFrames, source);
+    RunSideChainsPicked<N>(computer, fCoef[1], fCoef[2], fCoef[5], 4, vPower, vGainDb, in_pLanes[0].uFrames,
+                           source);
     _mm_storeu_ps(fPower, vPower);
     _mm_storeu_ps(fGainDb, vGainDb);
     for (uint32_t k = 0; k < N; ++k) {
@@ -660,10 +691,12 @@ uint32_t OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuf
     if (uFrames > 0) {
         if (in_pGains) {
             LinkedSource<true> source = {pBase, uStride, uChannels, fInvChannels, GainsX4<true>::From(in_pGains)};
-            RunSideChainsPicked<1>(computer, &m_fAttackCoef, &m_fReleaseCoef, 1, vPower, vGainDb, uFrames, source);
+            RunSideChainsPicked<1>(computer, &m_fAttackCoef, &m_fReleaseCoef, &in_fRangeDb, 1, vPower, vGainDb,
+                                   uFrames, source);
         } else {
             LinkedSource<false> source = {pBase, uStride, uChannels, fInvChannels, GainsX4<false>::From(nullptr)};
-            RunSideChainsPicked<1>(computer, &m_fAttackCoef, &m_fReleaseCoef, 1, vPower, vGainDb, uFrames, source);
+            RunSideChainsPicked<1>(computer, &m_fAttackCoef, &m_fReleaseCoef, &in_fRangeDb, 1, vPower, vGainDb,
+                                   uFrames, source);
         }
     }
     m_pSideChain[0].fGainDb = _mm_cvtss_f32(vGainDb);

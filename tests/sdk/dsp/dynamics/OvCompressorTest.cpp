@@ -217,11 +217,13 @@ TEST(OvCompressor, VectorSideChainsGiveTheScalarFormsBits)
     for (uint32_t ch = 0; ch < 5; ++ch)
         for (size_t i = 0; i < frames; ++i)
             in[ch][i] = (i / (1500 + 300 * ch)) % 2 ? noise(rng) * (ch + 1) * 0.4f : 0.001f * noise(rng);
-    // Attack faster than release, slower, instant (a coefficient of 0), and
-    // a group mixing the first two.
+    // Attack faster than release, slower, instant (a coefficient of 0), a
+    // range low enough for the power function's underflow to matter, and a
+    // group mixing the first two.
     const Settings settings[] = {{-30.0f, 4.0f, 0.003f, 0.08f, -24.0f},
                                  {-12.0f, 1.5f, 0.5f, 0.05f, -6.0f},
-                                 {-20.0f, 3.0f, 0.0f, 0.1f, -40.0f}};
+                                 {-20.0f, 3.0f, 0.0f, 0.1f, -40.0f},
+                                 {-800.0f, 1000.0f, 0.001f, 0.02f, -1000.0f}};
     const auto expected = [&](const std::vector<float>& x, const std::vector<float>& power, const Settings& s) {
         std::vector<float> y = ScalarGains(power, s);
         for (size_t i = 0; i < y.size(); ++i)
