@@ -29,7 +29,7 @@ TEST(OvDelayEcho, OnePassHasTheBitsOfTheStepsOneByOne)
     std::mt19937 rng(77);
     std::uniform_real_distribution<float> sample(-1.5f, 1.5f);
     std::uniform_int_distribution<uint32_t> pick(0, 40);
-    const float specials[] = {-0.0f, 3000.0f, -2500.0f, std::numeric_limits<float>::infinity(),
+    const float oddValues[] = {-0.0f, 3000.0f, -2500.0f, std::numeric_limits<float>::infinity(),
                               std::numeric_limits<float>::quiet_NaN()};
     for (uint32_t length : {4u, 5u, 7u, 13u, 64u}) {
         for (int flags = 0; flags < 4; ++flags) {
@@ -46,8 +46,8 @@ TEST(OvDelayEcho, OnePassHasTheBitsOfTheStepsOneByOne)
                 const float feedback = 0.9f * sample(rng), wet = 2.0f * sample(rng);
                 std::vector<float> in(frames), fed(frames);
                 for (uint32_t i = 0; i < frames; ++i) {
-                    in[i] = pick(rng) == 0 ? specials[pick(rng) % 5] : sample(rng);
-                    fed[i] = pick(rng) == 0 ? specials[pick(rng) % 5] : sample(rng);
+                    in[i] = pick(rng) == 0 ? oddValues[pick(rng) % 5] : sample(rng);
+                    fed[i] = pick(rng) == 0 ? oddValues[pick(rng) % 5] : sample(rng);
                 }
                 std::vector<float> in1 = in, fed1 = fed;
                 OV::EchoOnePass(in1.data(), fed1.data(), one, frames, dry, feedback, addFed, wet, hold);
