@@ -54,6 +54,29 @@ void BM_CompressorProcessorStereo(benchmark::State& state)
 }
 BENCHMARK(BM_CompressorProcessorStereo);
 
+// The same with the post gain changing every block: the gains ramp, and the
+// block takes the copy and the separate passes instead of the in-place run.
+void BM_CompressorProcessorStereoRamping(benchmark::State& state)
+{
+    CompressorProcessor* compressor = CompressorProcessor::Create();
+    compressor->Init(kFrames, kChannels, kRate);
+    const std::vector<float> source = Source();
+    alignas(16) static float block[kFrames * kChannels];
+    bool odd = false;
+    for (auto _ : state) {
+        odd = !odd;
+        compressor->SetParams({-20.0f, 4.0f, 0.01f, 0.2f, -30.0f, 3.0f, odd ? -1.0f : -2.0f});
+        std::memcpy(block, source.data(), sizeof block);
+        bool draining = false;
+        uint32_t frames = kFrames;
+        compressor->Process(block, &draining, &frames);
+        benchmark::DoNotOptimize(block);
+    }
+    Report(state);
+    compressor->Destroy();
+}
+BENCHMARK(BM_CompressorProcessorStereoRamping);
+
 void BM_CompressorCoreStereo(benchmark::State& state)
 {
     const bool link = state.range(0) != 0;

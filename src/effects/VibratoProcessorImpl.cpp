@@ -11,6 +11,57 @@ constexpr double kRingSeconds = 0.005;
 
 }  // namespace
 
+template <bool kCrossfade>
+void VibratoProcessorImpl::RunFrames(float* samples, uint32_t count, const Positions& positions, uint32_t& tableIndex,
+                                     uint32_t& writeIndex, double dryGain, double dryStep, double wetGain,
+                                     double wetStep) const
+{
+    const double depth = positions.depth;
+    const double* const table = positions.table;
+    const uint32_t tableLength = positions.tableLength;
+    const uint32_t ring = positions.ringLength;
+    const uint32_t channelCount = channels;
+    const size_t stride = maxFrames;
+    double* const* const rings = ringBuffers;
+    uint32_t tableAt = tableIndex;
+    uint32_t writeAt = writeIndex;
+    for (uint32_t n = 0; n < count; ++n) {
+        // d is finite and within [0, ring], so truncation splits it exactly
+        // as modf would, without the library call.
+        const double d = depth * table[tableAt];
+        const double whole = double(uint32_t(d));
+        const double fraction = d - whole;
+        if (++tableAt >= tableLength)
+            tableAt = 0;
+        if (writeAt >= ring)
+            writeAt = 0;
+        // The offset never exceeds the ring length, so one subtraction brings
+        // each read position back into the ring.
+        uint32_t a = writeAt + uint32_t(whole);
+        if (a >= ring)
+            a -= ring;
+        uint32_t b = a + 1;
+        if (b >= ring)
+            b -= ring;
+        float* sample = samples + n;
+        for (uint32_t c = 0; c < channelCount; ++c, sample += stride) {
+            double* const buffer = rings[c];
+            const double dry = *sample;
+            const double older = buffer[a];
+            const double wet = older + fraction * (buffer[b] - older);
+            buffer[writeAt] = dry;
+            *sample = kCrossfade ? float(wet * wetGain + dry * dryGain) : float(wet);
+        }
+        ++writeAt;
+        if (kCrossfade) {
+            dryGain += dryStep;
+            wetGain += wetStep;
+        }
+    }
+    tableIndex = tableAt;
+    writeIndex = writeAt;
+}
+
 VibratoProcessor* VibratoProcessor::Create()
 {
     return VibratoProcessorImpl::Create();
@@ -121,41 +172,13 @@ void VibratoProcessorImpl::Process(float* samples, bool* /*draining*/, uint32_t*
     const double dryStep = ((bypass ? 1.0 : 0.0) - dryGain) / double(count);
     const double wetStep = ((bypass ? 0.0 : 1.0) - wetGain) / double(count);
 
-    const double depth = range;
-    const double* const table = delayTable;
-    const uint32_t tableLength = delayTableLength;
-    const uint32_t ring = ringLength;
+    const Positions positions{range, delayTable, delayTableLength, ringLength};
     uint32_t tableIndex = delayTableIndex;
     uint32_t writeIndex = ringWriteIndex;
-    for (uint32_t n = 0; n < count; ++n) {
-        double whole = 0.0;
-        const double fraction = std::modf(depth * table[tableIndex], &whole);
-        if (++tableIndex >= tableLength)
-            tableIndex = 0;
-        if (writeIndex >= ring)
-            writeIndex = 0;
-        // The offset never exceeds the ring length, so one subtraction brings
-        // each read position back into the ring.
-        uint32_t a = writeIndex + uint32_t(whole);
-        if (a >= ring)
-            a -= ring;
-        uint32_t b = a + 1;
-        if (b >= ring)
-            b -= ring;
-        for (uint32_t c = 0; c < channels; ++c) {
-            double* const buffer = ringBuffers[c];
-            float& sample = samples[size_t(c) * maxFrames + n];
-            const double dry = sample;
-            const double wet = buffer[a] + fraction * (buffer[b] - buffer[a]);
-            buffer[writeIndex] = dry;
-            sample = crossfade ? float(wet * wetGain + dry * dryGain) : float(wet);
-        }
-        ++writeIndex;
-        if (crossfade) {
-            dryGain += dryStep;
-            wetGain += wetStep;
-        }
-    }
+    if (crossfade)
+        RunFrames<true>(samples, count, positions, tableIndex, writeIndex, dryGain, dryStep, wetGain, wetStep);
+    else
+        RunFrames<false>(samples, count, positions, tableIndex, writeIndex, dryGain, dryStep, wetGain, wetStep);
     delayTableIndex = tableIndex;
     ringWriteIndex = writeIndex;
 }

@@ -29,6 +29,18 @@ public:
 private:
     VibratoProcessorImpl() = default;
     bool BuildDelayTable();
+    // The delay curve and ring a block reads with.
+    struct Positions {
+        double depth;  // range
+        const double* table;
+        uint32_t tableLength;
+        uint32_t ringLength;
+    };
+    // Runs count frames from the given positions and moves them on; the
+    // gains only matter when kCrossfade.
+    template <bool kCrossfade>
+    void RunFrames(float* samples, uint32_t count, const Positions& positions, uint32_t& tableIndex,
+                   uint32_t& writeIndex, double dryGain, double dryStep, double wetGain, double wetStep) const;
     void ReleaseAll();
 
     double** ringBuffers = nullptr;  // ringBuffers[0] owns the storage of all channels

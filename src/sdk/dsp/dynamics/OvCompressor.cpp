@@ -1,6 +1,7 @@
 #include "sdk/dsp/dynamics/OvCompressor.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstring>
 
@@ -26,6 +27,46 @@ constexpr float kPowerFloor = 1e-25f;
 // std::max(a, b) is _mm_max_ps(b, a) (the same pick on NaN and signed
 // zeros), and the attack or release outcome is picked by a mask instead of a
 // branch that the sign of the level change would mispredict.
+// How the gain smoother picks between its attack and release outcomes. The
+// attack is taken when the level is at or above the gain (delta = gain -
+// level <= 0), and then attack * delta >= release * delta exactly when
+// attack <= release; rounding keeps that order, so the attack outcome is the
+// larger of the two whenever it is taken, and the release outcome likewise
+// when it is taken: with attack <= release the pick is the larger outcome,
+// with attack >= release the smaller. A max or min is shorter on the
+// smoother's dependence chain than the compare and mask. It holds for
+// coefficients that are finite and above 0 (then both outcomes are NaN
+// together, with the same NaN, and equal outcomes are the same bits: a sum
+// of 0 is +0, the level never being -0); any other coefficient takes the mask.
+enum class SmoothPick { Mask, Larger, Smaller };
+
+// The pick that serves all of in_uCount lanes' coefficients.
+SmoothPick ChooseSmoothPick(const float* in_pAttackCoefs, const float* in_pReleaseCoefs, uint32_t in_uCount)
+{
+    bool bLarger = true, bSmaller = true;
+    for (uint32_t k = 0; k < in_uCount; ++k) {
+        const float a = in_pAttackCoefs[k], r = in_pReleaseCoefs[k];
+        if (!(a > 0.0f && a <= FLT_MAX && r > 0.0f && r <= FLT_MAX))
+            return SmoothPick::Mask;
+        bLarger = bLarger && a <= r;
+        bSmaller = bSmaller && a >= r;
+    }
+    return bLarger ? SmoothPick::Larger : (bSmaller ? SmoothPick::Smaller : SmoothPick::Mask);
+}
+
+// True when no lane's range is NaN or so low that range * 0.05 < -37: then
+// max(reduction, range) is never NaN (maxps answers the range for a NaN
+// reduction) and, rounding being monotonic, its x = 0.05 * dB is never below
+// -37, so the power function needs neither of its replacements.
+bool RangeKeepsPowInRange(const float* in_pRangeDb, uint32_t in_uCount)
+{
+    for (uint32_t k = 0; k < in_uCount; ++k) {
+        if (!(in_pRangeDb[k] * 0.05f >= -37.0f))
+            return false;
+    }
+    return true;
+}
+
 struct GainComputerX4 {
     __m128 fRmsCoef;
     __m128 fAttackCoef;
@@ -49,6 +90,9 @@ struct GainComputerX4 {
                           _mm_set1_ps(0.4342945f));
     }
 
+    // kInRange: no lane is NaN or below -740 dB, so the replacements for
+    // those (0 below -37 of x, NaN kept) would change nothing and are left out.
+    template <bool kInRange>
     static __m128 FastPow10FromDb(__m128 in_fDb)
     {
         const __m128 x = _mm_mul_ps(in_fDb, _mm_set1_ps(0.05f));
@@ -64,6 +108,8 @@ struct GainComputerX4 {
             _mm_add_ps(_mm_set1_ps(0.65304345f),
                        _mm_mul_ps(fMantissa, _mm_add_ps(_mm_set1_ps(0.020805772f),
                                                         _mm_mul_ps(fMantissa, _mm_set1_ps(0.32518977f))))));
+        if (kInRange)
+            return r;
         r = _mm_andnot_ps(_mm_cmplt_ps(x, _mm_set1_ps(-37.0f)), r);
         const __m128 bNaN = _mm_cmpunord_ps(x, x);
         return _mm_or_ps(_mm_and_ps(bNaN, x), _mm_andnot_ps(bNaN, r));
@@ -80,25 +126,36 @@ struct GainComputerX4 {
         return _mm_max_ps(_mm_setzero_ps(),
                           _mm_sub_ps(_mm_mul_ps(_mm_set1_ps(10.0f), FastLog10(in_fPower)), fThresholdDb));
     }
+    template <SmoothPick P>
     void Smooth(__m128 in_fOverDb, __m128& io_fGainDb) const
     {
         const __m128 fDelta = _mm_sub_ps(io_fGainDb, in_fOverDb);
         const __m128 fAttacked = _mm_add_ps(in_fOverDb, _mm_mul_ps(fAttackCoef, fDelta));
         const __m128 fReleased = _mm_add_ps(in_fOverDb, _mm_mul_ps(fReleaseCoef, fDelta));
-        // Attack while the level is at or above the gain, else release (NaN).
-        const __m128 bAttack = _mm_cmple_ps(_mm_setzero_ps(), _mm_sub_ps(in_fOverDb, io_fGainDb));
-        io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
+        if (P == SmoothPick::Larger) {
+            io_fGainDb = _mm_max_ps(fAttacked, fReleased);
+        } else if (P == SmoothPick::Smaller) {
+            io_fGainDb = _mm_min_ps(fAttacked, fReleased);
+        } else {
+            // Attack while the level is at or above the gain, else release (NaN).
+            const __m128 bAttack = _mm_cmple_ps(_mm_setzero_ps(), _mm_sub_ps(in_fOverDb, io_fGainDb));
+            io_fGainDb = _mm_or_ps(_mm_and_ps(bAttack, fAttacked), _mm_andnot_ps(bAttack, fReleased));
+        }
     }
+    // The reduction is at least the range: with the range in range (see
+    // RangeKeepsPowInRange) so is the power function's input.
+    template <bool kInRange>
     __m128 Gain(__m128 in_fGainDb) const
     {
-        return FastPow10FromDb(_mm_max_ps(_mm_mul_ps(in_fGainDb, fRatioFactor), fRangeDb));
+        return FastPow10FromDb<kInRange>(_mm_max_ps(_mm_mul_ps(in_fGainDb, fRatioFactor), fRangeDb));
     }
 
+    template <SmoothPick P, bool kInRange>
     __m128 Step(__m128 p, __m128& io_fPower, __m128& io_fGainDb) const
     {
         Detect(p, io_fPower);
-        Smooth(OverDb(io_fPower), io_fGainDb);
-        return Gain(io_fGainDb);
+        Smooth<P>(OverDb(io_fPower), io_fGainDb);
+        return Gain<kInRange>(io_fGainDb);
     }
 };
 
@@ -156,12 +213,14 @@ void Unpack(const __m128* in_pPacked, __m128* out_pFrames)
 // packed) takes their gains in the packed layout. LoadOne and ApplyOne do the
 // same for one frame of the remainder.
 //
-// Four frames per step in three stages a step apart: detector and level, gain
-// smoother, gain and output. The detector of the next four frames is issued
-// before the smoother of the last four, so the two smoothers' dependence
-// chains overlap instead of waiting on the log between them, and the power
-// function waits for neither.
-template <uint32_t N, class Source>
+// Four frames per step in three stages: detector and level, gain smoother
+// two steps behind, gain and output one step behind that. The detector of
+// the next four frames is issued before the smoother, so the two smoothers'
+// dependence chains overlap instead of waiting on the log between them, and
+// the log has a whole step to finish; the power function waits for neither
+// and is issued before the smoother, which leaves the smoother's chain, the
+// longest, less crowded.
+template <uint32_t N, SmoothPick P, bool kInRange, class Source>
 void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128& io_fGainDb,
                    uint32_t in_uFrames, Source& io_source)
 {
@@ -170,8 +229,8 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
     const uint32_t uSteps = uFrames / 4;
     __m128 vPower = io_fPower;
     __m128 vGainDb = io_fGainDb;
-    __m128 fOverDb[M] = {}, fSmoothDb[M] = {};
-    for (uint32_t uStep = 0; uStep < uSteps + 2; ++uStep) {
+    __m128 fOverDb[M] = {}, fOlderOverDb[M] = {}, fSmoothDb[M] = {};
+    for (uint32_t uStep = 0; uStep < uSteps + 3; ++uStep) {
         __m128 fNextOverDb[M] = {}, fNextSmoothDb[M] = {};
         if (uStep < uSteps) {
             __m128 v[4];
@@ -186,47 +245,76 @@ void RunSideChains(const GainComputerX4& in_computer, __m128& io_fPower, __m128&
             for (uint32_t m = 0; m < M; ++m)
                 fNextOverDb[m] = in_computer.OverDb(fNextOverDb[m]);
         }
-        if (uStep > 0 && uStep <= uSteps) {
+        if (uStep > 2) {
+            __m128 packed[M];
+            #pragma GCC unroll 4
+            for (uint32_t m = 0; m < M; ++m)
+                packed[m] = in_computer.Gain<kInRange>(fSmoothDb[m]);
+            io_source.Apply((uStep - 3) * 4, packed);
+        }
+        if (uStep > 1 && uStep <= uSteps + 1) {
             __m128 v[4];
-            Unpack<N>(fOverDb, v);
+            Unpack<N>(fOlderOverDb, v);
             #pragma GCC unroll 4
             for (uint32_t j = 0; j < 4; ++j) {
-                in_computer.Smooth(v[j], vGainDb);
+                in_computer.Smooth<P>(v[j], vGainDb);
                 v[j] = vGainDb;
             }
             Pack<N>(v, fNextSmoothDb);
         }
-        if (uStep > 1) {
-            __m128 packed[M];
-            #pragma GCC unroll 4
-            for (uint32_t m = 0; m < M; ++m)
-                packed[m] = in_computer.Gain(fSmoothDb[m]);
-            io_source.Apply((uStep - 2) * 4, packed);
-        }
         #pragma GCC unroll 4
         for (uint32_t m = 0; m < M; ++m) {
+            fOlderOverDb[m] = fOverDb[m];
             fOverDb[m] = fNextOverDb[m];
             fSmoothDb[m] = fNextSmoothDb[m];
         }
     }
     for (uint32_t i = uSteps * 4; i < uFrames; ++i)
-        io_source.ApplyOne(i, in_computer.Step(io_source.LoadOne(i), vPower, vGainDb));
+        io_source.ApplyOne(i, in_computer.Step<P, kInRange>(io_source.LoadOne(i), vPower, vGainDb));
     io_fPower = vPower;
     io_fGainDb = vGainDb;
 }
 
+// The gains around the core, in lanes; kGains false leaves them out. The
+// pre gain scales what the core reads, the post gain what it writes, as
+// separate passes would: 0 + post * (x * pre * gain).
+template <bool kGains>
+struct GainsX4 {
+    __m128 fPre;
+    __m128 fPost;
+
+    static GainsX4 From(const OvCompressor::GainsAround* in_pGains)
+    {
+        return in_pGains ? GainsX4{_mm_set1_ps(in_pGains->fPre), _mm_set1_ps(in_pGains->fPost)}
+                         : GainsX4{_mm_set1_ps(1.0f), _mm_set1_ps(1.0f)};
+    }
+    __m128 In(__m128 x) const { return kGains ? _mm_mul_ps(x, fPre) : x; }
+    __m128 Out(__m128 x, __m128 in_fGain) const
+    {
+        const __m128 y = _mm_mul_ps(In(x), in_fGain);
+        return kGains ? _mm_add_ps(_mm_setzero_ps(), _mm_mul_ps(fPost, y)) : y;
+    }
+    float In(float x) const { return kGains ? x * _mm_cvtss_f32(fPre) : x; }
+    float Out(float x, float in_fGain) const
+    {
+        const float y = In(x) * in_fGain;
+        return kGains ? 0.0f + _mm_cvtss_f32(fPost) * y : y;
+    }
+};
+
 // Per-channel side chains, one per lane; lanes from N on run on silence.
-template <uint32_t N>
+template <uint32_t N, bool kGains>
 struct LaneSource {
     float* pOut[N];
     const float* pDetect[N];
+    GainsX4<kGains> gains;
 
     void Load(uint32_t i, __m128* out_pPower) const
     {
         // Rows are lanes on load, frames after the transpose.
         #pragma GCC unroll 4
         for (uint32_t k = 0; k < 4; ++k)
-            out_pPower[k] = k < N ? _mm_loadu_ps(pDetect[k] + i) : _mm_setzero_ps();
+            out_pPower[k] = k < N ? gains.In(_mm_loadu_ps(pDetect[k] + i)) : _mm_setzero_ps();
         _MM_TRANSPOSE4_PS(out_pPower[0], out_pPower[1], out_pPower[2], out_pPower[3]);
         #pragma GCC unroll 4
         for (uint32_t j = 0; j < 4; ++j)
@@ -239,14 +327,14 @@ struct LaneSource {
         _MM_TRANSPOSE4_PS(g[0], g[1], g[2], g[3]);
         #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
-            _mm_storeu_ps(pOut[k] + i, _mm_mul_ps(_mm_loadu_ps(pOut[k] + i), g[k]));
+            _mm_storeu_ps(pOut[k] + i, gains.Out(_mm_loadu_ps(pOut[k] + i), g[k]));
     }
     __m128 LoadOne(uint32_t i) const
     {
         float fX[4] = {};
         #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
-            fX[k] = pDetect[k][i];
+            fX[k] = gains.In(pDetect[k][i]);
         const __m128 x = _mm_loadu_ps(fX);
         return _mm_add_ps(_mm_mul_ps(x, x), _mm_set1_ps(kPowerFloor));
     }
@@ -256,17 +344,19 @@ struct LaneSource {
         _mm_storeu_ps(fGain, in_fGain);
         #pragma GCC unroll 4
         for (uint32_t k = 0; k < N; ++k)
-            pOut[k][i] *= fGain[k];
+            pOut[k][i] = gains.Out(pOut[k][i], fGain[k]);
     }
 };
 
 // One side chain for all channels: mean power, in the channel order of the
 // scalar form, one frame per lane; the gain goes to every channel.
+template <bool kGains>
 struct LinkedSource {
     float* pBase;
     uint32_t uStride;
     uint32_t uChannels;
     float fInvChannels;
+    GainsX4<kGains> gains;
 
     __m128 Power(__m128 in_fSum) const
     {
@@ -274,10 +364,10 @@ struct LinkedSource {
     }
     void Load(uint32_t i, __m128* out_pPower) const
     {
-        __m128 x = _mm_loadu_ps(pBase + i);
+        __m128 x = gains.In(_mm_loadu_ps(pBase + i));
         __m128 fSum = _mm_mul_ps(x, x);
         for (uint32_t c = 1; c < uChannels; ++c) {
-            x = _mm_loadu_ps(pBase + size_t(c) * uStride + i);
+            x = gains.In(_mm_loadu_ps(pBase + size_t(c) * uStride + i));
             fSum = _mm_add_ps(fSum, _mm_mul_ps(x, x));
         }
         const __m128 fPacked = Power(fSum);
@@ -287,14 +377,15 @@ struct LinkedSource {
     {
         for (uint32_t c = 0; c < uChannels; ++c) {
             float* p = pBase + size_t(c) * uStride + i;
-            _mm_storeu_ps(p, _mm_mul_ps(_mm_loadu_ps(p), in_pPacked[0]));
+            _mm_storeu_ps(p, gains.Out(_mm_loadu_ps(p), in_pPacked[0]));
         }
     }
     __m128 LoadOne(uint32_t i) const
     {
-        float s = pBase[i] * pBase[i];
+        float x = gains.In(pBase[i]);
+        float s = x * x;
         for (uint32_t c = 1; c < uChannels; ++c) {
-            const float x = pBase[size_t(c) * uStride + i];
+            x = gains.In(pBase[size_t(c) * uStride + i]);
             s += x * x;
         }
         return Power(_mm_set_ss(s));
@@ -302,17 +393,48 @@ struct LinkedSource {
     void ApplyOne(uint32_t i, __m128 in_fGain)
     {
         const float g = _mm_cvtss_f32(in_fGain);
-        for (uint32_t c = 0; c < uChannels; ++c)
-            pBase[size_t(c) * uStride + i] *= g;
+        for (uint32_t c = 0; c < uChannels; ++c) {
+            float& x = pBase[size_t(c) * uStride + i];
+            x = gains.Out(x, g);
+        }
     }
 };
 
-template <uint32_t N>
-void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
+// RunSideChains with the smoother's pick for the coefficients' lanes, and
+// the short power function where the ranges allow it (the mask pick, for
+// coefficients out of the ordinary, always takes the full one).
+template <uint32_t N, class Source>
+void RunSideChainsPicked(const GainComputerX4& in_computer, const float* in_pAttackCoefs,
+                         const float* in_pReleaseCoefs, const float* in_pRangeDb, uint32_t in_uCoefs,
+                         __m128& io_fPower, __m128& io_fGainDb, uint32_t in_uFrames, Source& io_source)
+{
+    const bool bInRange = RangeKeepsPowInRange(in_pRangeDb, in_uCoefs);
+    switch (ChooseSmoothPick(in_pAttackCoefs, in_pReleaseCoefs, in_uCoefs)) {
+    case SmoothPick::Larger:
+        if (bInRange)
+            RunSideChains<N, SmoothPick::Larger, true>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        else
+            RunSideChains<N, SmoothPick::Larger, false>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        break;
+    case SmoothPick::Smaller:
+        if (bInRange)
+            RunSideChains<N, SmoothPick::Smaller, true>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        else
+            RunSideChains<N, SmoothPick::Smaller, false>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        break;
+    default:
+        RunSideChains<N, SmoothPick::Mask, false>(in_computer, io_fPower, io_fGainDb, in_uFrames, io_source);
+        break;
+    }
+}
+
+template <uint32_t N, bool kGains>
+void RunLaneGroup(const OvCompressor::Lane* in_pLanes, const OvCompressor::GainsAround* in_pGains)
 {
     float fCoef[6][4];
     float fPower[4] = {}, fGainDb[4] = {};
-    LaneSource<N> source = {};
+    LaneSource<N, kGains> source = {};
+    source.gains = GainsX4<kGains>::From(in_pGains);
     for (uint32_t k = 0; k < 4; ++k) {
         // Lane k % N: the packed layout's coefficients.
         const OvCompressor::Lane& lane = in_pLanes[k % N];
@@ -333,7 +455,8 @@ void RunLaneGroup(const OvCompressor::Lane* in_pLanes)
                                      _mm_loadu_ps(fCoef[3]), _mm_loadu_ps(fCoef[4]), _mm_loadu_ps(fCoef[5])};
     __m128 vPower = _mm_loadu_ps(fPower);
     __m128 vGainDb = _mm_loadu_ps(fGainDb);
-    RunSideChains<N>(computer, vPower, vGainDb, in_pLanes[0].uFrames, source);
+    RunSideChainsPicked<N>(computer, fCoef[1], fCoef[2], fCoef[5], 4, vPower, vGainDb, in_pLanes[0].uFrames,
+                           source);
     _mm_storeu_ps(fPower, vPower);
     _mm_storeu_ps(fGainDb, vGainDb);
     for (uint32_t k = 0; k < N; ++k) {
@@ -422,7 +545,22 @@ void OvCompressor::Process(OvPipelineBuffer* io_pBuffer, float in_fThresholdDb, 
     UpdateTimes(in_fAttack, in_fRelease);
     const float fRatioFactor = 1.0f / in_fRatio - 1.0f;
     (this->*m_fnProcess)(io_pBuffer, nullptr, in_fThresholdDb, fRatioFactor, in_fRangeDb,
-                         m_uNumProcessedChannels);
+                         m_uNumProcessedChannels, nullptr);
+}
+
+uint32_t OvCompressor::ProcessWithGains(OvPipelineBuffer* io_pBuffer, float in_fPreGain, float in_fPostGain,
+                                        float in_fThresholdDb, float in_fRatio, float in_fAttack,
+                                        float in_fRelease, float in_fRangeDb)
+{
+    // With no valid frames the per-channel routine would still run its first
+    // sample, with no gain around it; the caller takes the separate passes then.
+    if (!m_fnProcess || !io_pBuffer || io_pBuffer->uValidFrames == 0)
+        return 0;
+    UpdateTimes(in_fAttack, in_fRelease);
+    const float fRatioFactor = 1.0f / in_fRatio - 1.0f;
+    const GainsAround gains = {in_fPreGain, in_fPostGain};
+    return (this->*m_fnProcess)(io_pBuffer, nullptr, in_fThresholdDb, fRatioFactor, in_fRangeDb,
+                                m_uNumProcessedChannels, &gains);
 }
 
 void OvCompressor::ProcessWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
@@ -434,7 +572,7 @@ void OvCompressor::ProcessWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer
     UpdateTimes(in_fAttack, in_fRelease);
     const float fRatioFactor = 1.0f / in_fRatio - 1.0f;
     ProcessPerChannel(io_pBuffer, in_pKey, in_fThresholdDb, fRatioFactor, in_fRangeDb,
-                      m_uNumProcessedChannels);
+                      m_uNumProcessedChannels, nullptr);
 }
 
 uint32_t OvCompressor::FillLanes(Lane* io_pLanes, uint32_t in_uRoom, uint32_t in_uFirstChannel,
@@ -469,18 +607,21 @@ uint32_t OvCompressor::FillLanes(Lane* io_pLanes, uint32_t in_uRoom, uint32_t in
     return n;
 }
 
-void OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
-                                     float in_fThresholdDb, float in_fRatioFactor,
-                                     float in_fRangeDb, uint32_t in_uNumProcessedChannels)
+uint32_t OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                                         float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                                         uint32_t in_uNumProcessedChannels, const GainsAround* in_pGains)
 {
     Lane lanes[4];
+    uint32_t uDone = 0;
     for (uint32_t c = 0;; c += 4) {
         const uint32_t n = FillLanes(lanes, 4, c, io_pBuffer, in_pKey, in_fThresholdDb, in_fRatioFactor,
                                      in_fRangeDb, in_uNumProcessedChannels);
-        RunLanes(lanes, n);
+        RunLanesWithGains(lanes, n, in_pGains);
+        uDone += n;
         if (n < 4)
             break;
     }
+    return uDone;
 }
 
 uint32_t OvCompressor::CollectLanes(Lane* io_pLanes, uint32_t in_uRoom, OvPipelineBuffer* io_pBuffer,
@@ -497,32 +638,46 @@ uint32_t OvCompressor::CollectLanes(Lane* io_pLanes, uint32_t in_uRoom, OvPipeli
 
 void OvCompressor::RunLanes(const Lane* in_pLanes, uint32_t in_uNumLanes)
 {
+    RunLanesWithGains(in_pLanes, in_uNumLanes, nullptr);
+}
+
+void OvCompressor::RunLanesWithGains(const Lane* in_pLanes, uint32_t in_uNumLanes, const GainsAround* in_pGains)
+{
     uint32_t i = 0;
     while (i < in_uNumLanes) {
         // A group is the next lanes, up to four, of the same length.
         uint32_t n = 1;
         while (n < 4 && i + n < in_uNumLanes && in_pLanes[i + n].uFrames == in_pLanes[i].uFrames)
             ++n;
-        switch (n) {
-        case 1: RunLaneGroup<1>(in_pLanes + i); break;
-        case 2: RunLaneGroup<2>(in_pLanes + i); break;
-        case 3: RunLaneGroup<3>(in_pLanes + i); break;
-        default: RunLaneGroup<4>(in_pLanes + i); break;
+        if (in_pGains) {
+            switch (n) {
+            case 1: RunLaneGroup<1, true>(in_pLanes + i, in_pGains); break;
+            case 2: RunLaneGroup<2, true>(in_pLanes + i, in_pGains); break;
+            case 3: RunLaneGroup<3, true>(in_pLanes + i, in_pGains); break;
+            default: RunLaneGroup<4, true>(in_pLanes + i, in_pGains); break;
+            }
+        } else {
+            switch (n) {
+            case 1: RunLaneGroup<1, false>(in_pLanes + i, nullptr); break;
+            case 2: RunLaneGroup<2, false>(in_pLanes + i, nullptr); break;
+            case 3: RunLaneGroup<3, false>(in_pLanes + i, nullptr); break;
+            default: RunLaneGroup<4, false>(in_pLanes + i, nullptr); break;
+            }
         }
         i += n;
     }
 }
 
-void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* /*in_pKey*/,
-                                 float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
-                                 uint32_t in_uNumProcessedChannels)
+uint32_t OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* /*in_pKey*/,
+                                     float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                                     uint32_t in_uNumProcessedChannels, const GainsAround* in_pGains)
 {
     OV_ASSERT(m_uNumSideChain == 1);
     const uint32_t uChannels =
         std::min<uint32_t>(in_uNumProcessedChannels, io_pBuffer->NumChannels());
     float* pBase = io_pBuffer->GetData();
     if (m_uNumSideChain < 1 || uChannels == 0 || !pBase)
-        return;
+        return 0;
     const uint32_t uStride = io_pBuffer->MaxFrames();
     const uint32_t uFrames = std::min<uint32_t>(io_pBuffer->uValidFrames, uStride);
 
@@ -532,10 +687,19 @@ void OvCompressor::ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer*
                                      _mm_set1_ps(in_fRatioFactor), _mm_set1_ps(in_fRangeDb)};
     __m128 vPower = _mm_set1_ps(m_pSideChain[0].fPower);
     __m128 vGainDb = _mm_set1_ps(m_pSideChain[0].fGainDb);
-    LinkedSource source = {pBase, uStride, uChannels, fInvChannels};
     // No valid frames: nothing runs here, unlike the per-channel form.
-    if (uFrames > 0)
-        RunSideChains<1>(computer, vPower, vGainDb, uFrames, source);
+    if (uFrames > 0) {
+        if (in_pGains) {
+            LinkedSource<true> source = {pBase, uStride, uChannels, fInvChannels, GainsX4<true>::From(in_pGains)};
+            RunSideChainsPicked<1>(computer, &m_fAttackCoef, &m_fReleaseCoef, &in_fRangeDb, 1, vPower, vGainDb,
+                                   uFrames, source);
+        } else {
+            LinkedSource<false> source = {pBase, uStride, uChannels, fInvChannels, GainsX4<false>::From(nullptr)};
+            RunSideChainsPicked<1>(computer, &m_fAttackCoef, &m_fReleaseCoef, &in_fRangeDb, 1, vPower, vGainDb,
+                                   uFrames, source);
+        }
+    }
     m_pSideChain[0].fGainDb = _mm_cvtss_f32(vGainDb);
     m_pSideChain[0].fPower = _mm_cvtss_f32(vPower);
+    return uChannels;
 }

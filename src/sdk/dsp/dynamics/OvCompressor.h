@@ -43,6 +43,16 @@ public:
     // In place. Threshold and range in dB, attack and release in seconds.
     void Process(OvPipelineBuffer* io_pBuffer, float in_fThresholdDb, float in_fRatio,
                  float in_fAttack, float in_fRelease, float in_fRangeDb);
+    // As Process, for a block read and written in place with steady gains
+    // around the core: the detector and the gain see x * in_fPreGain, and each
+    // sample leaves as 0 + in_fPostGain * (x * in_fPreGain * gain), the
+    // arithmetic (and so the bits) of applying the pre gain, compressing, and
+    // mixing into a cleared block at the post gain, one after the other.
+    // Returns n: channels 0 to n - 1 were processed, the others are left
+    // alone. A block with no valid frames is left alone (returns 0).
+    uint32_t ProcessWithGains(OvPipelineBuffer* io_pBuffer, float in_fPreGain, float in_fPostGain,
+                              float in_fThresholdDb, float in_fRatio, float in_fAttack, float in_fRelease,
+                              float in_fRangeDb);
     // The detector listens to the same channel of in_pKey; the gain goes to
     // io_pBuffer. Always per channel.
     void ProcessWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
@@ -82,18 +92,28 @@ public:
     // Runs the lanes, four at a time where neighbours have the same length.
     static void RunLanes(const Lane* in_pLanes, uint32_t in_uNumLanes);
 
-private:
-    typedef void (OvCompressor::*ProcessFn)(OvPipelineBuffer* io_pBuffer,
-                                            OvPipelineBuffer* in_pKey, float in_fThresholdDb,
-                                            float in_fRatioFactor, float in_fRangeDb,
-                                            uint32_t in_uNumProcessedChannels);
+    // Linear gains around the core (ProcessWithGains).
+    struct GainsAround {
+        float fPre;
+        float fPost;
+    };
 
-    void ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+private:
+    // Return the number of leading channels processed.
+    typedef uint32_t (OvCompressor::*ProcessFn)(OvPipelineBuffer* io_pBuffer,
+                                                OvPipelineBuffer* in_pKey, float in_fThresholdDb,
+                                                float in_fRatioFactor, float in_fRangeDb,
+                                                uint32_t in_uNumProcessedChannels,
+                                                const GainsAround* in_pGains);
+
+    uint32_t ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                               float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
+                               uint32_t in_uNumProcessedChannels, const GainsAround* in_pGains);
+    uint32_t ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
                            float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
-                           uint32_t in_uNumProcessedChannels);
-    void ProcessLinked(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
-                       float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
-                       uint32_t in_uNumProcessedChannels);
+                           uint32_t in_uNumProcessedChannels, const GainsAround* in_pGains);
+    // RunLanes with the gains around the core, or none (null).
+    static void RunLanesWithGains(const Lane* in_pLanes, uint32_t in_uNumLanes, const GainsAround* in_pGains);
     void UpdateTimes(float in_fAttack, float in_fRelease);
     // Lanes for channels from in_uFirstChannel on, at most in_uRoom.
     uint32_t FillLanes(Lane* io_pLanes, uint32_t in_uRoom, uint32_t in_uFirstChannel,

@@ -88,6 +88,8 @@ void OvCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey
         return;
     m_Values = m_pParams->m_Params;
     OV_ASSERT(m_FXInfo.uNumChannels == io_pBuffer->NumChannels());
+    if (!in_pKey && RunInPlace(io_pBuffer))
+        return;
 
     CopyIn(*io_pBuffer, m_Buffer);
     if (in_pKey)
@@ -116,4 +118,33 @@ void OvCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey
                                 m_fPrevPostGain, m_Values.fPostGain, uFrames);
         m_fPrevPostGain = m_Values.fPostGain;
     }
+}
+
+bool OvCompressorFX::RunInPlace(OvPipelineBuffer* io_pBuffer)
+{
+    // Steady gains, and a block shaped as the internal buffer; a ramp, an
+    // empty block or another shape takes the copy.
+    const uint32_t uFrames = io_pBuffer->uValidFrames;
+    const uint32_t uMaxFrames = io_pBuffer->MaxFrames();
+    if (m_fPrevPreGain != m_Values.fPreGain || m_fPrevPostGain != m_Values.fPostGain || uFrames == 0 ||
+        uFrames > uMaxFrames || uMaxFrames != m_Buffer.MaxFrames() ||
+        io_pBuffer->NumChannels() != m_Buffer.NumChannels() || !m_Buffer.GetData())
+        return false;
+    // A steady ramp applies its start value (+0 and -0 compare equal).
+    const float fPre = m_fPrevPreGain, fPost = m_fPrevPostGain;
+    const uint32_t uCompressed =
+        m_Compressor.ProcessWithGains(io_pBuffer, fPre, fPost, m_Values.fThreshold, m_Values.fRatio,
+                                      m_Values.fAttack, m_Values.fRelease, m_Values.fRange);
+    m_fPrevPreGain = m_Values.fPreGain;
+    m_fPrevPostGain = m_Values.fPostGain;
+    for (uint32_t c = 0; c < io_pBuffer->NumChannels(); ++c) {
+        float* pChannel = io_pBuffer->GetChannel(c);
+        // The channels the core leaves, as the separate passes treat them.
+        if (c >= uCompressed) {
+            for (uint32_t i = 0; i < uFrames; ++i)
+                pChannel[i] = 0.0f + fPost * (pChannel[i] * fPre);
+        }
+        std::memset(pChannel + uFrames, 0, size_t(uMaxFrames - uFrames) * sizeof(float));
+    }
+    return true;
 }

@@ -1,8 +1,10 @@
 // Compressor plug-in: pre gain, the feed-forward RMS compressor core
 // (OvCompressor), post gain. Both gains ramp linearly over one block when they
-// change. The block is copied into an internal buffer, compressed there and
-// mixed back, so the valid frames come out and the rest of the block is
-// zero. Channels are linked or not as the parameter block says at Init.
+// change. While they ramp the block is copied into an internal buffer,
+// compressed there and mixed back; with steady gains it is compressed in
+// place, with the same bits. Either way the valid frames come out and the
+// rest of the block is zero. Channels are linked or not as the parameter
+// block says at Init.
 #pragma once
 
 #include <cstdint>
@@ -39,6 +41,10 @@ private:
     };
 
     void Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey);
+    // With steady gains the block is compressed where it lies, with the
+    // gains applied by the core as it reads and writes (the same bits as the
+    // copy and the separate passes). False, touching nothing, otherwise.
+    bool RunInPlace(OvPipelineBuffer* io_pBuffer);
     // Copies a whole block into an internal buffer of this effect's size.
     void CopyIn(const OvPipelineBuffer& in_source, OvPipelineBuffer& io_target) const;
 

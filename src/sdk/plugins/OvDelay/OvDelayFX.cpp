@@ -10,6 +10,7 @@
 #include "ov/OvPluginNew.h"
 #include "ov/OvStreamFormat.h"
 #include "sdk/dsp/delays/Mix2Interp.h"
+#include "sdk/plugins/OvDelay/OvDelayEcho.h"
 #include "sdk/plugins/OvDelay/OvDelayFXParams.h"
 
 namespace {
@@ -26,18 +27,7 @@ bool Differs(float in_fA, float in_fB)
 // echoes grow without bound. What is fed back is therefore held to +-1000
 // (+60 dBFS), far above any level music reaches: such a loop saturates
 // there, finite, and the limiter brings it down. A NaN from upstream is fed
-// back as silence, so that it cannot circulate for ever.
-constexpr float kFeedbackCeiling = 1000.0f;
-
-// Copies in_uFrames samples into out_pFed, held to +-kFeedbackCeiling.
-void HoldToCeiling(const float* in_pOutput, float* out_pFed, uint32_t in_uFrames)
-{
-    for (uint32_t i = 0; i < in_uFrames; ++i) {
-        const float x = in_pOutput[i];
-        const float fHeld = x > kFeedbackCeiling ? kFeedbackCeiling : (x < -kFeedbackCeiling ? -kFeedbackCeiling : x);
-        out_pFed[i] = fHeld == fHeld ? fHeld : 0.0f;
-    }
-}
+// back as silence, so that it cannot circulate for ever. (OV::HoldFedBack)
 
 }  // namespace
 
@@ -181,8 +171,18 @@ void OvDelayFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
     if (uFrames == 0)
         return;
 
-    OV::ApplyGainToBuffer(io_pBuffer, m_fPrevDryLevel, params.fDryLevel, true);
-    m_fPrevDryLevel = params.fDryLevel;
+    // Steady levels go through the one-pass echo, which applies the dry gain
+    // itself to the channels with a line; a ramp runs the steps one by one.
+    const float fDry = params.fDryLevel;
+    const float fWet = params.fWetLevel;
+    const bool bOnePassDry = m_fPrevDryLevel == fDry && m_feedbackBuffer.GetData() &&
+                             uFrames <= io_pBuffer->MaxFrames() && uFrames <= m_feedbackBuffer.MaxFrames();
+    if (!bOnePassDry)
+        OV::ApplyGainToBuffer(io_pBuffer, m_fPrevDryLevel, fDry, true);
+    // The dry gain still to apply in this block; a steady ramp applies its
+    // start value (+0 and -0 compare equal).
+    const float fBlockDry = bOnePassDry ? m_fPrevDryLevel : 1.0f;
+    m_fPrevDryLevel = fDry;
 
     if (!m_feedbackBuffer.GetData())
         return;
@@ -197,24 +197,33 @@ void OvDelayFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
         uChannels = m_uNumChannels;
     if (uChannels > OV_DELAYFX_MAX_LINES)
         uChannels = OV_DELAYFX_MAX_LINES;
-    for (uint32_t c = 0; c < uChannels; ++c) {
-        DelayLine& line = m_lines[c];
-        if (!line.HasMemory())
-            continue;
+    const bool bAddFed = fFeedback > 0.0f && m_feedbackBuffer.uValidFrames != 0;
+    for (uint32_t c = 0; c < io_pBuffer->NumChannels(); ++c) {
         float* pIn = io_pBuffer->GetChannel(c);
-        float* pFeedback = m_feedbackBuffer.GetChannel(c);
-        if (fFeedback <= 0.0f) {
-            std::memset(pFeedback, 0, size_t(uMaxFrames) * sizeof(float));
-        } else if (m_feedbackBuffer.uValidFrames != 0) {
-            for (uint32_t i = 0; i < uFrames; ++i)
-                pIn[i] += fFeedback * pFeedback[i];
+        if (c >= uChannels || !m_lines[c].HasMemory()) {
+            OV::ApplyGainRamp(pIn, fBlockDry, fBlockDry, uFrames);
+            continue;
         }
-        line.ProcessBuffer(pIn, pFeedback, uFrames);
-        // Any length: the last block of a stream and the tail need not be whole groups of four.
-        OV::Mix2InterpAnyLength(pIn, pFeedback, 1.0f, 1.0f, m_fPrevWetLevel, params.fWetLevel, uFrames);
+        DelayLine& line = m_lines[c];
+        float* pFeedback = m_feedbackBuffer.GetChannel(c);
+        if (fFeedback <= 0.0f)
+            std::memset(pFeedback, 0, size_t(uMaxFrames) * sizeof(float));
+        if (m_fPrevWetLevel == fWet) {
+            OV::EchoOnePass(pIn, pFeedback, line, uFrames, fBlockDry, fFeedback, bAddFed, m_fPrevWetLevel,
+                            fFeedback > 0.0f);
+        } else {
+            OV::ApplyGainRamp(pIn, fBlockDry, fBlockDry, uFrames);
+            if (bAddFed) {
+                for (uint32_t i = 0; i < uFrames; ++i)
+                    pIn[i] += fFeedback * pFeedback[i];
+            }
+            line.ProcessBuffer(pIn, pFeedback, uFrames);
+            // Any length: the last block of a stream and the tail need not be whole groups of four.
+            OV::Mix2InterpAnyLength(pIn, pFeedback, 1.0f, 1.0f, m_fPrevWetLevel, fWet, uFrames);
+            if (fFeedback > 0.0f)
+                OV::HoldFedBack(pIn, pFeedback, uFrames);
+        }
         // Updated inside the loop, so only the first channel ramps; intended.
-        m_fPrevWetLevel = params.fWetLevel;
-        if (fFeedback > 0.0f)
-            HoldToCeiling(pIn, pFeedback, uFrames);
+        m_fPrevWetLevel = fWet;
     }
 }

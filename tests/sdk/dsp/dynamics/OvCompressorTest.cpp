@@ -1,7 +1,8 @@
 // The compressor core measured from outside: steady levels against the static
 // curve, 10-90 % attack and release times, linked against per-channel
 // detection, Range 0, the LFE rule and block-size invariance; the vector side
-// chains against the scalar form.
+// chains against the scalar form, and the gains applied in place against the
+// separate passes.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,6 +11,8 @@
 #include <vector>
 
 #include "ov/OvFastMath.h"
+#include "ov/OvGainRamp.h"
+#include "sdk/dsp/delays/Mix2Interp.h"
 #include "sdk/dsp/dynamics/OvCompressor.h"
 #include "support/OvPluginHarness.h"
 
@@ -214,7 +217,13 @@ TEST(OvCompressor, VectorSideChainsGiveTheScalarFormsBits)
     for (uint32_t ch = 0; ch < 5; ++ch)
         for (size_t i = 0; i < frames; ++i)
             in[ch][i] = (i / (1500 + 300 * ch)) % 2 ? noise(rng) * (ch + 1) * 0.4f : 0.001f * noise(rng);
-    const Settings settings[] = {{-30.0f, 4.0f, 0.003f, 0.08f, -24.0f}, {-12.0f, 1.5f, 0.05f, 0.5f, 0.0f}};
+    // Attack faster than release, slower, instant (a coefficient of 0), a
+    // range low enough for the power function's underflow to matter, and a
+    // group mixing the first two.
+    const Settings settings[] = {{-30.0f, 4.0f, 0.003f, 0.08f, -24.0f},
+                                 {-12.0f, 1.5f, 0.5f, 0.05f, -6.0f},
+                                 {-20.0f, 3.0f, 0.0f, 0.1f, -40.0f},
+                                 {-800.0f, 1000.0f, 0.001f, 0.02f, -1000.0f}};
     const auto expected = [&](const std::vector<float>& x, const std::vector<float>& power, const Settings& s) {
         std::vector<float> y = ScalarGains(power, s);
         for (size_t i = 0; i < y.size(); ++i)
@@ -230,15 +239,17 @@ TEST(OvCompressor, VectorSideChainsGiveTheScalarFormsBits)
             power[ch].push_back(in[ch][i] * in[ch][i] + 1e-25f);
     for (size_t i = 0; i < frames; ++i)
         linkedPower[i] = ((in[0][i] * in[0][i] + in[1][i] * in[1][i]) + in[2][i] * in[2][i]) * (1.0f / 3.0f) + 1e-25f;
-    for (uint32_t block : {1u, 61u, 1024u}) {
-        const Planes lanes = Compress(in, settings[0], false, block);
-        for (uint32_t ch = 0; ch < 5; ++ch)
-            EXPECT_TRUE(sameBits(lanes[ch], expected(in[ch], power[ch], settings[0])))
-                << "block " << block << " channel " << ch;
-        const Planes linked = Compress(Planes(in.begin(), in.begin() + 3), settings[0], true, block);
-        for (uint32_t ch = 0; ch < 3; ++ch)
-            EXPECT_TRUE(sameBits(linked[ch], expected(in[ch], linkedPower, settings[0])))
-                << "linked, block " << block << " channel " << ch;
+    for (const Settings& s : settings) {
+        for (uint32_t block : {1u, 5u, 9u, 61u, 1024u}) {
+            const Planes lanes = Compress(in, s, false, block);
+            for (uint32_t ch = 0; ch < 5; ++ch)
+                EXPECT_TRUE(sameBits(lanes[ch], expected(in[ch], power[ch], s)))
+                    << "attack " << s.attackS << ", block " << block << " channel " << ch;
+            const Planes linked = Compress(Planes(in.begin(), in.begin() + 3), s, true, block);
+            for (uint32_t ch = 0; ch < 3; ++ch)
+                EXPECT_TRUE(sameBits(linked[ch], expected(in[ch], linkedPower, s)))
+                    << "attack " << s.attackS << ", linked, block " << block << " channel " << ch;
+        }
     }
 
     // Two mono compressors with different settings gathered into one group.
@@ -269,6 +280,64 @@ TEST(OvCompressor, VectorSideChainsGiveTheScalarFormsBits)
         const std::vector<float> x(in[k].begin(), in[k].begin() + done);
         const std::vector<float> p(power[k].begin(), power[k].begin() + done);
         EXPECT_TRUE(sameBits(out[k][0], expected(x, p, settings[k]))) << "compressor " << k;
+    }
+}
+
+// ProcessWithGains against the passes it replaces: pre gain on a copy, the
+// core, and a mix at the post gain into a cleared block (which turns -0 into
+// +0). The same bits, per channel and linked; an unprocessed LFE is left alone.
+TEST(OvCompressor, GainsAppliedInPlaceGiveTheSeparatePassesBits)
+{
+    std::mt19937 rng(99);
+    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    const size_t frames = 3000;
+    Planes in(6, std::vector<float>(frames));
+    for (auto& channel : in)
+        for (size_t i = 0; i < frames; ++i)
+            channel[i] = i % 7 == 3 ? -0.0f : noise(rng) * ((i / 700) % 2 ? 1.0f : 0.01f);
+    const Settings s = {-30.0f, 4.0f, 0.003f, 0.08f, -24.0f};
+    struct Gains {
+        float pre, post;
+    };
+    for (const Gains g : {Gains{1.0f, 1.0f}, Gains{1.41f, 0.79f}}) {
+        for (uint32_t channels : {1u, 2u, 6u}) {
+            for (bool link : {false, true}) {
+                const bool processLFE = channels != 6;
+                const OvStreamFormat format = testsupport::PlanarFormat(channels, kRate);
+                OvCompressor passes, inPlace;
+                ASSERT_EQ(passes.Init(OV::DefaultAllocator(), processLFE, format, s.attackS, s.releaseS, link),
+                          OV_Success);
+                ASSERT_EQ(inPlace.Init(OV::DefaultAllocator(), processLFE, format, s.attackS, s.releaseS, link),
+                          OV_Success);
+                const uint32_t processed = processLFE ? channels : channels - 1;
+                for (uint32_t block : {1u, 5u, 9u, 61u, 1024u}) {
+                    SCOPED_TRACE(testing::Message() << channels << " channels, link " << link << ", block " << block
+                                                    << ", pre " << g.pre);
+                    testsupport::PlanarBlock a(channels, block), b(channels, block);
+                    for (size_t start = 0; start < frames; start += block) {
+                        const uint32_t n = uint32_t(std::min<size_t>(block, frames - start));
+                        a.Load(in, start, n);
+                        b.Load(in, start, n);
+                        for (uint32_t c = 0; c < channels; ++c)
+                            OV::ApplyGainRamp(a.Channel(c), g.pre, g.pre, n);
+                        passes.Process(&a.buffer, s.thresholdDb, s.ratio, s.attackS, s.releaseS, s.rangeDb);
+                        ASSERT_EQ(inPlace.ProcessWithGains(&b.buffer, g.pre, g.post, s.thresholdDb, s.ratio,
+                                                           s.attackS, s.releaseS, s.rangeDb),
+                                  processed);
+                        for (uint32_t c = 0; c < processed; ++c) {
+                            std::vector<float> mixed(n, 0.0f);
+                            OV::Mix2InterpAnyLength(mixed.data(), a.Channel(c), 1.0f, 1.0f, g.post, g.post, n);
+                            ASSERT_EQ(std::memcmp(mixed.data(), b.Channel(c), n * sizeof(float)), 0)
+                                << "channel " << c << " at " << start;
+                        }
+                        for (uint32_t c = processed; c < channels; ++c)
+                            ASSERT_EQ(std::memcmp(in[c].data() + start, b.Channel(c), n * sizeof(float)), 0);
+                    }
+                }
+                passes.Shutdown(OV::DefaultAllocator());
+                inPlace.Shutdown(OV::DefaultAllocator());
+            }
+        }
     }
 }
 
