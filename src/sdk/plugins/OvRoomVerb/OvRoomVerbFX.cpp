@@ -628,8 +628,10 @@ void OvRoomVerbFX::ProcessChunk(const OvPipelineBuffer& io_buffer, uint32_t in_u
         ReverbUnit::ProcessSideBySide(m_units + u, uCount, pInputs, pOutputs, m_uOutputsPerUnit, n);
     }
     const float fBusGain = 1.4142135f * m_fReverbUnitsGain;
+    float* pBuses[OV_ROOMVERB_MAX_BUSES];
     for (uint32_t b = 0; b < uBuses; ++b)
-        m_dcBlockers[b].ProcessBuffer(chunk(kBus0 + b), n, fBusGain);
+        pBuses[b] = chunk(kBus0 + b);
+    DcBlocker::ProcessSideBySide(m_dcBlockers, pBuses, uBuses, n, fBusGain);
 
     // 9: onto the speakers.
     const uint32_t uChannels = io_buffer.NumChannels();
