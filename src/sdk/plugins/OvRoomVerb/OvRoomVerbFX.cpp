@@ -156,6 +156,7 @@ OvResult OvRoomVerbFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* /*in_p
     m_pAllocator = in_pAllocator;
     m_pParams = static_cast<OvRoomVerbFXParams*>(in_pParams);
     m_uSampleRate = in_format.uSampleRate;
+    m_eUnitPath = ReverbUnit::WidestPath();
     // A rate of 0 has no delay lengths and no filters: refused.
     if (!m_pAllocator || !m_pParams || m_uSampleRate == 0)
         return OV_Failure;
@@ -625,7 +626,7 @@ void OvRoomVerbFX::ProcessChunk(const OvPipelineBuffer& io_buffer, uint32_t in_u
             for (uint32_t o = 0; o < m_uOutputsPerUnit; ++o)
                 pOutputs[k * m_uOutputsPerUnit + o] = chunk(kBus0 + 2 * o + ((u + k) & 1));
         }
-        ReverbUnit::ProcessSideBySide(m_units + u, uCount, pInputs, pOutputs, m_uOutputsPerUnit, n);
+        ReverbUnit::ProcessSideBySide(m_units + u, uCount, pInputs, pOutputs, m_uOutputsPerUnit, n, m_eUnitPath);
     }
     const float fBusGain = 1.4142135f * m_fReverbUnitsGain;
     float* pBuses[OV_ROOMVERB_MAX_BUSES];

@@ -123,6 +123,7 @@ private:
     uint32_t m_uTailLength = 0;
     float m_fReverbUnitsGain = 1.0f;
     uint32_t m_uNumReverbUnits = 0;
+    ReverbUnitPath m_eUnitPath = ReverbUnitPath::Sse2;  // chosen at Init
     uint32_t m_uSampleRate = 0;
     uint8_t m_uTotalFilters = 0;
     uint8_t m_uFirstInstance[3] = {};

@@ -5,7 +5,13 @@
 #if defined(__SSE__) || defined(_M_X64)
 #include <xmmintrin.h>
 #define OV_REVERBUNIT_SSE 1
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+#include <immintrin.h>
+#define OV_REVERBUNIT_AVX 1
 #endif
+#endif
+
+#include "ov/OvCpuInfo.h"
 
 // The step must be inlined for the unit states to stay in registers.
 #if defined(__GNUC__)
@@ -79,10 +85,11 @@ uint32_t ReverbUnit::SegmentLength(uint32_t in_uFrames) const
 
 void ReverbUnit::Advance(uint32_t in_uFrames)
 {
+    // At most the room to a line's end plus a straddling group: one wrap.
     for (DelayLine& line : m_lines) {
         line.uCurOffset += in_uFrames;
         if (line.uCurOffset >= line.uDelayLineLength)
-            line.uCurOffset = 0;
+            line.uCurOffset -= line.uDelayLineLength;
     }
 }
 
@@ -138,7 +145,7 @@ void ReverbUnit::ProcessScalar(const float* in_pfInput, float* const* io_ppfOutp
 void ReverbUnit::Process(const float* in_pfInput, float* const* io_ppfOutputs, uint32_t in_uNumOutputs,
                          uint32_t in_uNumFrames)
 {
-    ProcessSideBySide(this, 1, &in_pfInput, io_ppfOutputs, in_uNumOutputs, in_uNumFrames);
+    ProcessSideBySide(this, 1, &in_pfInput, io_ppfOutputs, in_uNumOutputs, in_uNumFrames, ReverbUnitPath::Sse2);
 }
 
 #ifdef OV_REVERBUNIT_SSE
@@ -206,11 +213,142 @@ uint32_t StepUnits(UnitLanes* io_pLanes, uint32_t in_uEnd, uint32_t in_uNumOutpu
     return i;
 }
 
+// The group of four at sample in_uAt of a segment, where some line wraps
+// inside it: each line's four samples are gathered into a small buffer from
+// both ends, stepped as usual and put back.
+void StepStraddling(const ReverbUnit& in_unit, UnitLanes& io_lanes, uint32_t in_uAt, uint32_t in_uNumOutputs)
+{
+    alignas(16) float fLines[ReverbUnit::OV_REVERBUNIT_LINES][4];
+    uint32_t uIndex[ReverbUnit::OV_REVERBUNIT_LINES][4];
+    UnitLanes g = io_lanes;
+    for (uint32_t l = 0; l < ReverbUnit::OV_REVERBUNIT_LINES; ++l) {
+        const DelayLine& line = in_unit.m_lines[l];
+        for (uint32_t j = 0; j < 4; ++j) {
+            uint32_t uAt = line.uCurOffset + in_uAt + j;
+            uAt = uAt >= line.uDelayLineLength ? uAt - line.uDelayLineLength : uAt;
+            uIndex[l][j] = uAt;
+            fLines[l][j] = line.pDelay[uAt];
+        }
+        g.p[l] = fLines[l];
+    }
+    g.pIn = io_lanes.pIn + in_uAt;
+    for (uint32_t o = 0; o < in_uNumOutputs; ++o)
+        g.pOut[o] = io_lanes.pOut[o] + in_uAt;
+    StepUnit(g, 0, in_uNumOutputs);
+    io_lanes.vY = g.vY;
+    for (uint32_t l = 0; l < ReverbUnit::OV_REVERBUNIT_LINES; ++l)
+        for (uint32_t j = 0; j < 4; ++j)
+            in_unit.m_lines[l].pDelay[uIndex[l][j]] = fLines[l][j];
+}
+
+#ifdef OV_REVERBUNIT_AVX
+// Two units in one register, one in each 128-bit half: the lanes of a half
+// are the unit's four lines, and every shuffle stays within its half, so
+// each unit sees the arithmetic of StepUnit.
+struct PairLanes {
+    __m256 vB0, vA, vY;
+};
+
+__attribute__((target("avx"))) OV_REVERBUNIT_INLINE __m256 LoadPair(const float* in_pfA, const float* in_pfB)
+{
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(in_pfA)), _mm_loadu_ps(in_pfB), 1);
+}
+
+__attribute__((target("avx"))) OV_REVERBUNIT_INLINE void StorePair(float* out_pfA, float* out_pfB, __m256 in_v)
+{
+    _mm_storeu_ps(out_pfA, _mm256_castps256_ps128(in_v));
+    _mm_storeu_ps(out_pfB, _mm256_extractf128_ps(in_v, 1));
+}
+
+// Adds each half to its unit's output; A's addition comes first.
+__attribute__((target("avx"))) OV_REVERBUNIT_INLINE void AddPair(float* io_pfA, float* io_pfB, __m256 in_v)
+{
+    _mm_storeu_ps(io_pfA, _mm_add_ps(_mm_loadu_ps(io_pfA), _mm256_castps256_ps128(in_v)));
+    _mm_storeu_ps(io_pfB, _mm_add_ps(_mm_loadu_ps(io_pfB), _mm256_extractf128_ps(in_v, 1)));
+}
+
+__attribute__((target("avx"))) OV_REVERBUNIT_INLINE void Transpose4InHalves(__m256& r0, __m256& r1, __m256& r2,
+                                                                            __m256& r3)
+{
+    const __m256 t0 = _mm256_unpacklo_ps(r0, r1), t1 = _mm256_unpacklo_ps(r2, r3);
+    const __m256 t2 = _mm256_unpackhi_ps(r0, r1), t3 = _mm256_unpackhi_ps(r2, r3);
+    r0 = _mm256_shuffle_ps(t0, t1, _MM_SHUFFLE(1, 0, 1, 0));
+    r1 = _mm256_shuffle_ps(t0, t1, _MM_SHUFFLE(3, 2, 3, 2));
+    r2 = _mm256_shuffle_ps(t2, t3, _MM_SHUFFLE(1, 0, 1, 0));
+    r3 = _mm256_shuffle_ps(t2, t3, _MM_SHUFFLE(3, 2, 3, 2));
+}
+
+__attribute__((target("avx"))) OV_REVERBUNIT_INLINE void StepPair(const UnitLanes& a, const UnitLanes& b,
+                                                                  PairLanes& v, uint32_t i, uint32_t in_uNumOutputs)
+{
+    __m256 r0 = LoadPair(a.p[0] + i, b.p[0] + i), r1 = LoadPair(a.p[1] + i, b.p[1] + i);
+    __m256 r2 = LoadPair(a.p[2] + i, b.p[2] + i), r3 = LoadPair(a.p[3] + i, b.p[3] + i);
+    Transpose4InHalves(r0, r1, r2, r3);
+    __m256 vY = v.vY;
+    vY = _mm256_add_ps(_mm256_mul_ps(v.vB0, r0), _mm256_mul_ps(v.vA, vY));
+    r0 = vY;
+    vY = _mm256_add_ps(_mm256_mul_ps(v.vB0, r1), _mm256_mul_ps(v.vA, vY));
+    r1 = vY;
+    vY = _mm256_add_ps(_mm256_mul_ps(v.vB0, r2), _mm256_mul_ps(v.vA, vY));
+    r2 = vY;
+    vY = _mm256_add_ps(_mm256_mul_ps(v.vB0, r3), _mm256_mul_ps(v.vA, vY));
+    r3 = vY;
+    v.vY = vY;
+    Transpose4InHalves(r0, r1, r2, r3);
+    AddPair(a.pOut[0] + i, b.pOut[0] + i, _mm256_sub_ps(_mm256_add_ps(r0, r2), _mm256_add_ps(r1, r3)));
+    if (in_uNumOutputs > 1)
+        AddPair(a.pOut[1] + i, b.pOut[1] + i, _mm256_sub_ps(_mm256_add_ps(r0, r1), _mm256_add_ps(r2, r3)));
+    if (in_uNumOutputs > 2)
+        AddPair(a.pOut[2] + i, b.pOut[2] + i, _mm256_sub_ps(_mm256_add_ps(r0, r3), _mm256_add_ps(r1, r2)));
+    const __m256 vSum = _mm256_add_ps(_mm256_add_ps(_mm256_add_ps(r0, r1), r2), r3);
+    const __m256 vS = _mm256_sub_ps(LoadPair(a.pIn + i, b.pIn + i), _mm256_mul_ps(_mm256_set1_ps(0.5f), vSum));
+    StorePair(a.p[0] + i, b.p[0] + i, _mm256_add_ps(vS, r1));
+    StorePair(a.p[1] + i, b.p[1] + i, _mm256_add_ps(vS, r2));
+    StorePair(a.p[2] + i, b.p[2] + i, _mm256_add_ps(vS, r3));
+    StorePair(a.p[3] + i, b.p[3] + i, _mm256_add_ps(vS, r0));
+}
+
+// P pairs of units (units 2p and 2p + 1), the pairs in turn at each step.
+template <uint32_t P>
+__attribute__((target("avx"))) uint32_t StepPairs(UnitLanes* io_pLanes, uint32_t in_uEnd, uint32_t in_uNumOutputs)
+{
+    PairLanes pairs[P];
+    for (uint32_t q = 0; q < P; ++q) {
+        const UnitLanes& a = io_pLanes[2 * q];
+        const UnitLanes& b = io_pLanes[2 * q + 1];
+        pairs[q].vB0 = _mm256_insertf128_ps(_mm256_castps128_ps256(a.vB0), b.vB0, 1);
+        pairs[q].vA = _mm256_insertf128_ps(_mm256_castps128_ps256(a.vA), b.vA, 1);
+        pairs[q].vY = _mm256_insertf128_ps(_mm256_castps128_ps256(a.vY), b.vY, 1);
+    }
+    uint32_t i = 0;
+    for (; i + 4 <= in_uEnd; i += 4) {
+#pragma GCC unroll 2
+        for (uint32_t q = 0; q < P; ++q)
+            StepPair(io_pLanes[2 * q], io_pLanes[2 * q + 1], pairs[q], i, in_uNumOutputs);
+    }
+    for (uint32_t q = 0; q < P; ++q) {
+        io_pLanes[2 * q].vY = _mm256_castps256_ps128(pairs[q].vY);
+        io_pLanes[2 * q + 1].vY = _mm256_extractf128_ps(pairs[q].vY, 1);
+    }
+    return i;
+}
+#endif
+
 }  // namespace
 #endif
 
+ReverbUnitPath ReverbUnit::WidestPath()
+{
+#ifdef OV_REVERBUNIT_AVX
+    if (OvCpuInfo::Get().HasFeature(OV_CPU_AVX))
+        return ReverbUnitPath::Avx;
+#endif
+    return ReverbUnitPath::Sse2;
+}
+
 void ReverbUnit::ProcessSideBySide(ReverbUnit* io_pUnits, uint32_t in_uNumUnits, const float* const* in_ppfInputs,
-                                   float* const* io_ppfOutputs, uint32_t in_uNumOutputs, uint32_t in_uNumFrames)
+                                   float* const* io_ppfOutputs, uint32_t in_uNumOutputs, uint32_t in_uNumFrames,
+                                   ReverbUnitPath in_ePath)
 {
     if (in_uNumOutputs == 0 || in_uNumOutputs > OV_REVERBUNIT_MAX_OUTPUTS || in_uNumUnits == 0 ||
         in_uNumUnits > OV_REVERBUNIT_MAX_SIDE_BY_SIDE)
@@ -246,25 +384,43 @@ void ReverbUnit::ProcessSideBySide(ReverbUnit* io_pUnits, uint32_t in_uNumUnits,
                                unit.m_filters[3].fState);
         }
         uint32_t i = 0;
-        switch (in_uNumUnits) {
-        case 1: i = StepUnits<1>(lanes, n, in_uNumOutputs); break;
-        case 2: i = StepUnits<2>(lanes, n, in_uNumOutputs); break;
-        case 3: i = StepUnits<3>(lanes, n, in_uNumOutputs); break;
-        default: i = StepUnits<4>(lanes, n, in_uNumOutputs); break;
+#ifdef OV_REVERBUNIT_AVX
+        // Pairs of units in AVX registers; an odd last unit follows them in
+        // SSE over the same stretch, which keeps the order per sample.
+        if (in_ePath == ReverbUnitPath::Avx && in_uNumUnits >= 2) {
+            i = in_uNumUnits >= 4 ? StepPairs<2>(lanes, n, in_uNumOutputs) : StepPairs<1>(lanes, n, in_uNumOutputs);
+            if (in_uNumUnits % 2)
+                StepUnits<1>(lanes + in_uNumUnits - 1, n, in_uNumOutputs);
+        } else
+#endif
+        {
+            switch (in_uNumUnits) {
+            case 1: i = StepUnits<1>(lanes, n, in_uNumOutputs); break;
+            case 2: i = StepUnits<2>(lanes, n, in_uNumOutputs); break;
+            case 3: i = StepUnits<3>(lanes, n, in_uNumOutputs); break;
+            default: i = StepUnits<4>(lanes, n, in_uNumOutputs); break;
+            }
         }
-        // The last n % 4 samples one at a time, unit after unit: a shared
-        // output still takes the units in order. RunScalar works from the
-        // line positions, which only Advance moves.
+        // A segment cut by a wrap goes on with one group of four that
+        // straddles it, its line samples gathered from both ends, so that
+        // only the end of the call is left to the scalar form. Unit after
+        // unit: a shared output still takes the units in order.
+        const bool bStraddle = i < n && uDone + i + 4 <= in_uNumFrames;
+        const uint32_t uAdvance = bStraddle ? i + 4 : n;
         for (uint32_t k = 0; k < in_uNumUnits; ++k) {
             ReverbUnit& unit = io_pUnits[k];
+            if (bStraddle)
+                StepStraddling(unit, lanes[k], i, in_uNumOutputs);
             alignas(16) float fState[4];
             _mm_store_ps(fState, lanes[k].vY);
             for (uint32_t l = 0; l < OV_REVERBUNIT_LINES; ++l)
                 unit.m_filters[l].fState = fState[l];
-            unit.RunScalar(lanes[k].pIn, lanes[k].pOut, in_uNumOutputs, i, n);
-            unit.Advance(n);
+            // RunScalar works from the line positions, which only Advance moves.
+            if (!bStraddle)
+                unit.RunScalar(lanes[k].pIn, lanes[k].pOut, in_uNumOutputs, i, n);
+            unit.Advance(uAdvance);
         }
-        uDone += n;
+        uDone += uAdvance;
     }
 #endif
 }

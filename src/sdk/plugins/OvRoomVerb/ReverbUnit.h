@@ -19,6 +19,10 @@
 
 class IOvMemAlloc;
 
+// How ProcessSideBySide runs the units: four lines of a unit to an SSE
+// register, or two units to an AVX register. Both give the same bits.
+enum class ReverbUnitPath : uint8_t { Sse2, Avx };
+
 // One line's low-pass: state, b0, and a1 stored negated (y = b0 d - a1 y).
 struct ReverbUnitFilter {
     float fState = 0.0f;
@@ -63,7 +67,10 @@ public:
     // order: the sums are bit for bit those of running the units one after
     // another. Segments end at the first wrap of any of their lines.
     static void ProcessSideBySide(ReverbUnit* io_pUnits, uint32_t in_uNumUnits, const float* const* in_ppfInputs,
-                                  float* const* io_ppfOutputs, uint32_t in_uNumOutputs, uint32_t in_uNumFrames);
+                                  float* const* io_ppfOutputs, uint32_t in_uNumOutputs, uint32_t in_uNumFrames,
+                                  ReverbUnitPath in_ePath);
+    // The widest path the processor has.
+    static ReverbUnitPath WidestPath();
     // The same as Process, one sample at a time: the reference for both.
     void ProcessScalar(const float* in_pfInput, float* const* io_ppfOutputs, uint32_t in_uNumOutputs,
                        uint32_t in_uNumFrames);

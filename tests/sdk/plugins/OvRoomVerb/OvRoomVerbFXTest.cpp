@@ -289,10 +289,13 @@ TEST(OvRoomVerbFX, UnitsSideBySideMatchTheScalarFormBitForBit)
 {
     // One to four units run together, even and odd units sharing two sets of
     // outputs as in the reverb, against the scalar form run unit after unit.
-    // Odd block sizes leave tails, and the short lines wrap often.
+    // Odd block sizes leave tails, and the short lines wrap often. Both
+    // paths where the processor has AVX.
     const uint32_t lengths[4][4] = {{1627, 1801, 1979, 2437}, {13, 29, 31, 37}, {1657, 1709, 1871, 2089}, {7, 5, 11, 3}};
-    for (uint32_t units = 1; units <= 4; ++units) {
-        SCOPED_TRACE(units);
+    for (uint32_t run = 0; run < 8; ++run) {
+        const uint32_t units = 1 + run % 4;
+        const ReverbUnitPath path = run < 4 ? ReverbUnitPath::Sse2 : ReverbUnit::WidestPath();
+        SCOPED_TRACE(testing::Message() << units << " units, path " << int(path));
         ReverbUnit vector[4], scalar[4];
         for (uint32_t k = 0; k < units; ++k)
             for (ReverbUnit* unit : {&vector[k], &scalar[k]}) {
@@ -314,18 +317,19 @@ TEST(OvRoomVerbFX, UnitsSideBySideMatchTheScalarFormBitForBit)
                 outV[o].assign(n, 0.5f);
                 outS[o].assign(n, 0.5f);
             }
+            const uint32_t outputs = 1 + block % 3;
             const float* inputs[4];
             float* pV[12];
             for (uint32_t k = 0; k < units; ++k) {
                 inputs[k] = x[k].data();
                 float* pS[3];
-                for (uint32_t o = 0; o < 3; ++o) {
-                    pV[3 * k + o] = outV[2 * o + (k & 1)].data();
+                for (uint32_t o = 0; o < outputs; ++o) {
+                    pV[k * outputs + o] = outV[2 * o + (k & 1)].data();
                     pS[o] = outS[2 * o + (k & 1)].data();
                 }
-                scalar[k].ProcessScalar(x[k].data(), pS, 3, n);
+                scalar[k].ProcessScalar(x[k].data(), pS, outputs, n);
             }
-            ReverbUnit::ProcessSideBySide(vector, units, inputs, pV, 3, n);
+            ReverbUnit::ProcessSideBySide(vector, units, inputs, pV, outputs, n, path);
             for (uint32_t o = 0; o < 6; ++o)
                 for (uint32_t i = 0; i < n; ++i)
                     ASSERT_EQ(outV[o][i], outS[o][i]) << block << ", " << o << ", " << i;
