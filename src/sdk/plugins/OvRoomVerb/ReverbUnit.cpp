@@ -213,34 +213,6 @@ uint32_t StepUnits(UnitLanes* io_pLanes, uint32_t in_uEnd, uint32_t in_uNumOutpu
     return i;
 }
 
-// The group of four at sample in_uAt of a segment, where some line wraps
-// inside it: each line's four samples are gathered into a small buffer from
-// both ends, stepped as usual and put back.
-void StepStraddling(const ReverbUnit& in_unit, UnitLanes& io_lanes, uint32_t in_uAt, uint32_t in_uNumOutputs)
-{
-    alignas(16) float fLines[ReverbUnit::OV_REVERBUNIT_LINES][4];
-    uint32_t uIndex[ReverbUnit::OV_REVERBUNIT_LINES][4];
-    UnitLanes g = io_lanes;
-    for (uint32_t l = 0; l < ReverbUnit::OV_REVERBUNIT_LINES; ++l) {
-        const DelayLine& line = in_unit.m_lines[l];
-        for (uint32_t j = 0; j < 4; ++j) {
-            uint32_t uAt = line.uCurOffset + in_uAt + j;
-            uAt = uAt >= line.uDelayLineLength ? uAt - line.uDelayLineLength : uAt;
-            uIndex[l][j] = uAt;
-            fLines[l][j] = line.pDelay[uAt];
-        }
-        g.p[l] = fLines[l];
-    }
-    g.pIn = io_lanes.pIn + in_uAt;
-    for (uint32_t o = 0; o < in_uNumOutputs; ++o)
-        g.pOut[o] = io_lanes.pOut[o] + in_uAt;
-    StepUnit(g, 0, in_uNumOutputs);
-    io_lanes.vY = g.vY;
-    for (uint32_t l = 0; l < ReverbUnit::OV_REVERBUNIT_LINES; ++l)
-        for (uint32_t j = 0; j < 4; ++j)
-            in_unit.m_lines[l].pDelay[uIndex[l][j]] = fLines[l][j];
-}
-
 #ifdef OV_REVERBUNIT_AVX
 // Two units in one register, one in each 128-bit half: the lanes of a half
 // are the unit's four lines, and every shuffle stays within its half, so
@@ -383,34 +355,64 @@ void ReverbUnit::ProcessSideBySide(ReverbUnit* io_pUnits, uint32_t in_uNumUnits,
             u.vY = _mm_setr_ps(unit.m_filters[0].fState, unit.m_filters[1].fState, unit.m_filters[2].fState,
                                unit.m_filters[3].fState);
         }
-        uint32_t i = 0;
-#ifdef OV_REVERBUNIT_AVX
         // Pairs of units in AVX registers; an odd last unit follows them in
         // SSE over the same stretch, which keeps the order per sample.
-        if (in_ePath == ReverbUnitPath::Avx && in_uNumUnits >= 2) {
-            i = in_uNumUnits >= 4 ? StepPairs<2>(lanes, n, in_uNumOutputs) : StepPairs<1>(lanes, n, in_uNumOutputs);
-            if (in_uNumUnits % 2)
-                StepUnits<1>(lanes + in_uNumUnits - 1, n, in_uNumOutputs);
-        } else
-#endif
-        {
-            switch (in_uNumUnits) {
-            case 1: i = StepUnits<1>(lanes, n, in_uNumOutputs); break;
-            case 2: i = StepUnits<2>(lanes, n, in_uNumOutputs); break;
-            case 3: i = StepUnits<3>(lanes, n, in_uNumOutputs); break;
-            default: i = StepUnits<4>(lanes, n, in_uNumOutputs); break;
+        auto step = [&](UnitLanes* io_pLanes, uint32_t in_uEnd) {
+#ifdef OV_REVERBUNIT_AVX
+            if (in_ePath == ReverbUnitPath::Avx && in_uNumUnits >= 2) {
+                const uint32_t uEnd = in_uNumUnits >= 4 ? StepPairs<2>(io_pLanes, in_uEnd, in_uNumOutputs)
+                                                        : StepPairs<1>(io_pLanes, in_uEnd, in_uNumOutputs);
+                if (in_uNumUnits % 2)
+                    StepUnits<1>(io_pLanes + in_uNumUnits - 1, in_uEnd, in_uNumOutputs);
+                return uEnd;
             }
-        }
+#endif
+            switch (in_uNumUnits) {
+            case 1: return StepUnits<1>(io_pLanes, in_uEnd, in_uNumOutputs);
+            case 2: return StepUnits<2>(io_pLanes, in_uEnd, in_uNumOutputs);
+            case 3: return StepUnits<3>(io_pLanes, in_uEnd, in_uNumOutputs);
+            default: return StepUnits<4>(io_pLanes, in_uEnd, in_uNumOutputs);
+            }
+        };
+        const uint32_t i = step(lanes, n);
         // A segment cut by a wrap goes on with one group of four that
-        // straddles it, its line samples gathered from both ends, so that
-        // only the end of the call is left to the scalar form. Unit after
-        // unit: a shared output still takes the units in order.
+        // straddles it: the lines that wrap inside it are gathered from both
+        // ends into small buffers, stepped like the others and put back. So
+        // only the end of the call is left to the scalar form.
         const bool bStraddle = i < n && uDone + i + 4 <= in_uNumFrames;
         const uint32_t uAdvance = bStraddle ? i + 4 : n;
+        if (bStraddle) {
+            alignas(16) float fGathered[OV_REVERBUNIT_MAX_SIDE_BY_SIDE][OV_REVERBUNIT_LINES][4];
+            UnitLanes group[OV_REVERBUNIT_MAX_SIDE_BY_SIDE];
+            for (uint32_t k = 0; k < in_uNumUnits; ++k) {
+                group[k] = lanes[k];
+                group[k].pIn += i;
+                for (uint32_t o = 0; o < in_uNumOutputs; ++o)
+                    group[k].pOut[o] += i;
+                for (uint32_t l = 0; l < OV_REVERBUNIT_LINES; ++l) {
+                    const DelayLine& line = io_pUnits[k].m_lines[l];
+                    if (line.uCurOffset + i + 4 <= line.uDelayLineLength) {
+                        group[k].p[l] += i;
+                        continue;
+                    }
+                    for (uint32_t j = 0; j < 4; ++j)
+                        fGathered[k][l][j] = line.pDelay[(line.uCurOffset + i + j) % line.uDelayLineLength];
+                    group[k].p[l] = fGathered[k][l];
+                }
+            }
+            step(group, 4);
+            for (uint32_t k = 0; k < in_uNumUnits; ++k) {
+                lanes[k].vY = group[k].vY;
+                for (uint32_t l = 0; l < OV_REVERBUNIT_LINES; ++l) {
+                    const DelayLine& line = io_pUnits[k].m_lines[l];
+                    if (group[k].p[l] == fGathered[k][l])
+                        for (uint32_t j = 0; j < 4; ++j)
+                            line.pDelay[(line.uCurOffset + i + j) % line.uDelayLineLength] = fGathered[k][l][j];
+                }
+            }
+        }
         for (uint32_t k = 0; k < in_uNumUnits; ++k) {
             ReverbUnit& unit = io_pUnits[k];
-            if (bStraddle)
-                StepStraddling(unit, lanes[k], i, in_uNumOutputs);
             alignas(16) float fState[4];
             _mm_store_ps(fState, lanes[k].vY);
             for (uint32_t l = 0; l < OV_REVERBUNIT_LINES; ++l)
