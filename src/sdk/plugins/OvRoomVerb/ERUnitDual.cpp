@@ -164,11 +164,11 @@ uint32_t AheadTaps(const uint16_t* in_puPositions, uint32_t in_uCount, uint32_t 
 void TakeHistoryAndWrite(const ERBlockArgs& a, uint32_t in_uAt, const float* in_pfInput, uint32_t in_uBlock,
                          float* io_pfHistory)
 {
+    // The line is at least two blocks long: the copy wraps at most once.
     const uint32_t w = a.uWriteOffset + in_uAt;
-    for (uint32_t j = 0; j < 2 * in_uBlock; ++j) {
-        const uint32_t p = w + j;
-        io_pfHistory[j] = a.pfLine[p >= a.uLength ? p - a.uLength : p];
-    }
+    const uint32_t uToEnd = a.uLength - w < 2 * in_uBlock ? a.uLength - w : 2 * in_uBlock;
+    std::memcpy(io_pfHistory, a.pfLine + w, size_t(uToEnd) * sizeof(float));
+    std::memcpy(io_pfHistory + uToEnd, a.pfLine, size_t(2 * in_uBlock - uToEnd) * sizeof(float));
     std::memcpy(a.pfLine + w, in_pfInput, size_t(in_uBlock) * sizeof(float));
 }
 
