@@ -62,6 +62,18 @@ void SwapSamples(float* io_pA, float* io_pB, uint32_t in_uCount)
     }
 }
 
+// A plain move; the short pieces a short line leaves are copied inline
+// rather than through a library call.
+inline void CopySamples(float* out_pTo, const float* in_pFrom, uint32_t in_uCount)
+{
+    if (in_uCount <= 8) {
+        for (uint32_t i = 0; i < in_uCount; ++i)
+            out_pTo[i] = in_pFrom[i];
+        return;
+    }
+    std::memcpy(out_pTo, in_pFrom, size_t(in_uCount) * sizeof(float));
+}
+
 }  // namespace
 
 void DelayLine::Advance(uint32_t in_uFrames)
@@ -117,14 +129,14 @@ void DelayLine::ProcessBuffer(const float* in_pBuffer, float* out_pBuffer, uint3
         // follows it; the last uLength samples of the block stay in the line,
         // where the position reaches them.
         const uint32_t uFirst = uLength - uCurOffset;
-        std::memcpy(out_pBuffer, pDelay + uCurOffset, size_t(uFirst) * sizeof(float));
-        std::memcpy(out_pBuffer + uFirst, pDelay, size_t(uCurOffset) * sizeof(float));
-        std::memcpy(out_pBuffer + uLength, in_pBuffer, size_t(in_uFrames - uLength) * sizeof(float));
+        CopySamples(out_pBuffer, pDelay + uCurOffset, uFirst);
+        CopySamples(out_pBuffer + uFirst, pDelay, uCurOffset);
+        CopySamples(out_pBuffer + uLength, in_pBuffer, in_uFrames - uLength);
         const float* pTail = in_pBuffer + (in_uFrames - uLength);
         const uint32_t uEnd = uint32_t((uint64_t(uCurOffset) + in_uFrames) % uLength);
         // Sample k of the tail belongs at (uEnd + k) mod uLength.
-        std::memcpy(pDelay + uEnd, pTail, size_t(uLength - uEnd) * sizeof(float));
-        std::memcpy(pDelay, pTail + (uLength - uEnd), size_t(uEnd) * sizeof(float));
+        CopySamples(pDelay + uEnd, pTail, uLength - uEnd);
+        CopySamples(pDelay, pTail + (uLength - uEnd), uEnd);
         uCurOffset = uEnd;
         return;
     }
@@ -133,8 +145,8 @@ void DelayLine::ProcessBuffer(const float* in_pBuffer, float* out_pBuffer, uint3
     while (uLeft) {
         const uint32_t uSpace = uLength - uCurOffset;
         const uint32_t uChunk = uLeft < uSpace ? uLeft : uSpace;
-        std::memcpy(out_pBuffer, pDelay + uCurOffset, size_t(uChunk) * sizeof(float));
-        std::memcpy(pDelay + uCurOffset, in_pBuffer, size_t(uChunk) * sizeof(float));
+        CopySamples(out_pBuffer, pDelay + uCurOffset, uChunk);
+        CopySamples(pDelay + uCurOffset, in_pBuffer, uChunk);
         Advance(uChunk);
         in_pBuffer += uChunk;
         out_pBuffer += uChunk;

@@ -295,7 +295,9 @@ __attribute__((target("avx"))) uint32_t RunBlocksAvx(const ERBlockArgs& a, const
     const uint32_t uNearRight =
         a.uNumRight - AheadTaps(a.puPositionsRight, a.uNumRight, a.uWriteOffset, a.uLength, B);
     const uint32_t uShared = uNearLeft < uNearRight ? uNearLeft : uNearRight;
-    alignas(32) float fHistory[2 * B];
+    // Read with unaligned loads; no 32-byte alignment is asked of the stack,
+    // which GCC does not keep on 64-bit Windows.
+    alignas(16) float fHistory[2 * B];
     uint32_t i = in_uStart;
     for (; i + B <= in_uFrames; i += B) {
         TakeHistoryAndWrite(a, i, in_pfInput + i, B, fHistory);
