@@ -1,7 +1,7 @@
 #include "sdk/plugins/OvRoomVerb/ERUnitDual.h"
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "ov/IOvMemAlloc.h"
