@@ -160,16 +160,21 @@ uint32_t AheadTaps(const uint16_t* in_puPositions, uint32_t in_uCount, uint32_t 
 }
 
 // Fills io_pfHistory[0 .. 2 B) with the line from the write offset on, as
-// it stands before the block is written, then writes the block's input.
-void TakeHistoryAndWrite(const ERBlockArgs& a, uint32_t in_uAt, const float* in_pfInput, uint32_t in_uBlock,
-                         float* io_pfHistory)
+// it stands before the block is written, then writes the block's input. The
+// sizes are constants, so the moves are inlined.
+template <uint32_t B>
+void TakeHistoryAndWrite(const ERBlockArgs& a, uint32_t in_uAt, const float* in_pfInput, float* io_pfHistory)
 {
-    // The line is at least two blocks long: the copy wraps at most once.
     const uint32_t w = a.uWriteOffset + in_uAt;
-    const uint32_t uToEnd = a.uLength - w < 2 * in_uBlock ? a.uLength - w : 2 * in_uBlock;
-    std::memcpy(io_pfHistory, a.pfLine + w, size_t(uToEnd) * sizeof(float));
-    std::memcpy(io_pfHistory + uToEnd, a.pfLine, size_t(2 * in_uBlock - uToEnd) * sizeof(float));
-    std::memcpy(a.pfLine + w, in_pfInput, size_t(in_uBlock) * sizeof(float));
+    if (a.uLength - w >= 2 * B) {
+        std::memcpy(io_pfHistory, a.pfLine + w, 2 * B * sizeof(float));
+    } else {
+        // The line is at least two blocks long: the copy wraps at most once.
+        const uint32_t uToEnd = a.uLength - w;
+        std::memcpy(io_pfHistory, a.pfLine + w, size_t(uToEnd) * sizeof(float));
+        std::memcpy(io_pfHistory + uToEnd, a.pfLine, size_t(2 * B - uToEnd) * sizeof(float));
+    }
+    std::memcpy(a.pfLine + w, in_pfInput, B * sizeof(float));
 }
 
 #ifdef OV_ER_SSE
@@ -210,7 +215,7 @@ OV_ER_INLINE void AddLineTapSse(SumsSse& io_acc, float in_fGain, const ERBlockAr
 uint32_t RunBlocksSse(const ERBlockArgs& a, const float* in_pfInput, float* out_pfLeft, float* out_pfRight,
                       uint32_t in_uStart, uint32_t in_uFrames)
 {
-    const uint32_t B = kSseBlock;
+    constexpr uint32_t B = kSseBlock;
     const uint32_t uNearLeft = a.uNumLeft - AheadTaps(a.puPositionsLeft, a.uNumLeft, a.uWriteOffset, a.uLength, B);
     const uint32_t uNearRight =
         a.uNumRight - AheadTaps(a.puPositionsRight, a.uNumRight, a.uWriteOffset, a.uLength, B);
@@ -218,7 +223,7 @@ uint32_t RunBlocksSse(const ERBlockArgs& a, const float* in_pfInput, float* out_
     alignas(16) float fHistory[2 * B];
     uint32_t i = in_uStart;
     for (; i + B <= in_uFrames; i += B) {
-        TakeHistoryAndWrite(a, i, in_pfInput + i, B, fHistory);
+        TakeHistoryAndWrite<B>(a, i, in_pfInput + i, fHistory);
         const __m128 z = _mm_setzero_ps();
         SumsSse accL = {z, z, z, z}, accR = {z, z, z, z};
         uint32_t t = 0;
@@ -290,7 +295,7 @@ __attribute__((target("avx"))) uint32_t RunBlocksAvx(const ERBlockArgs& a, const
                                                      float* out_pfLeft, float* out_pfRight, uint32_t in_uStart,
                                                      uint32_t in_uFrames)
 {
-    const uint32_t B = kAvxBlock;
+    constexpr uint32_t B = kAvxBlock;
     const uint32_t uNearLeft = a.uNumLeft - AheadTaps(a.puPositionsLeft, a.uNumLeft, a.uWriteOffset, a.uLength, B);
     const uint32_t uNearRight =
         a.uNumRight - AheadTaps(a.puPositionsRight, a.uNumRight, a.uWriteOffset, a.uLength, B);
@@ -300,7 +305,7 @@ __attribute__((target("avx"))) uint32_t RunBlocksAvx(const ERBlockArgs& a, const
     alignas(16) float fHistory[2 * B];
     uint32_t i = in_uStart;
     for (; i + B <= in_uFrames; i += B) {
-        TakeHistoryAndWrite(a, i, in_pfInput + i, B, fHistory);
+        TakeHistoryAndWrite<B>(a, i, in_pfInput + i, fHistory);
         const __m256 z = _mm256_setzero_ps();
         SumsAvx accL = {z, z, z, z}, accR = {z, z, z, z};
         uint32_t t = 0;
