@@ -20,6 +20,7 @@ TEST(Platform, CpuFeaturesAgreeWithTheCompilersProbe)
     EXPECT_TRUE(cpu.HasFeature(OV_CPU_SSE | OV_CPU_SSE2)) << "every x86-64 processor has them";
     EXPECT_EQ(cpu.HasFeature(OV_CPU_SSE3), bool(__builtin_cpu_supports("sse3")));
     EXPECT_EQ(cpu.HasFeature(OV_CPU_SSSE3), bool(__builtin_cpu_supports("ssse3")));
+    EXPECT_EQ(cpu.HasFeature(OV_CPU_AVX), bool(__builtin_cpu_supports("avx")));
     const uint32_t line = cpu.GetCacheLineSize();
     EXPECT_TRUE(line >= 16 && (line & (line - 1)) == 0) << line;
 }

@@ -26,7 +26,9 @@ public:
     // In place: every sample is exchanged with the line.
     void ProcessBuffer(float* io_pBuffer, uint32_t in_uFrames);
     // in_pBuffer enters the line, what leaves it goes to out_pBuffer. The two
-    // may be the same buffer.
+    // may be the same buffer; otherwise they must not overlap. Plain moves:
+    // a line no longer than the block leaves whole and takes the block's
+    // last samples.
     void ProcessBuffer(const float* in_pBuffer, float* out_pBuffer, uint32_t in_uFrames);
 
     bool HasMemory() const { return uDelayLineLength != 0; }
@@ -34,4 +36,7 @@ public:
     uint32_t uDelayLineLength = 0;  // samples; the delay of the line
     float* pDelay = nullptr;
     uint32_t uCurOffset = 0;  // next read and write position
+
+private:
+    void Advance(uint32_t in_uFrames);
 };

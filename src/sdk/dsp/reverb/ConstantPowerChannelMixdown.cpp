@@ -7,13 +7,25 @@
 #include "ov/OvAssert.h"
 #include "ov/OvPipelineBuffer.h"
 
+#if defined(__SSE__) || defined(_M_X64)
+#include <xmmintrin.h>
+#define OV_MIXDOWN_SSE 1
+#endif
+
 namespace OV {
 
 namespace {
 
 void Accumulate(float* io_pfMono, const float* in_pfChannel, float in_fGain, uint32_t in_uNumFrames)
 {
-    for (uint32_t i = 0; i < in_uNumFrames; ++i)
+    uint32_t i = 0;
+#ifdef OV_MIXDOWN_SSE
+    const __m128 g = _mm_set1_ps(in_fGain);
+    for (; i + 4 <= in_uNumFrames; i += 4)
+        _mm_storeu_ps(io_pfMono + i,
+                      _mm_add_ps(_mm_loadu_ps(io_pfMono + i), _mm_mul_ps(g, _mm_loadu_ps(in_pfChannel + i))));
+#endif
+    for (; i < in_uNumFrames; ++i)
         io_pfMono[i] += in_fGain * in_pfChannel[i];
 }
 

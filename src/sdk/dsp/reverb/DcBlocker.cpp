@@ -21,3 +21,45 @@ void DcBlocker::ProcessBuffer(float* io_pfBuffer, uint32_t in_uNumFrames, float 
     fPrevInput = fPrevIn;
     fPrevOutput = fPrevOut;
 }
+
+namespace {
+
+// K blockers in one loop: their recursions are independent and overlap.
+template <uint32_t K>
+void RunSideBySide(DcBlocker* io_pBlockers, float* const* io_ppfBuffers, uint32_t in_uNumFrames, float in_fInputGain)
+{
+    float fPrevIn[K], fPrevOut[K], fR[K];
+    float* pf[K];
+    for (uint32_t k = 0; k < K; ++k) {
+        fPrevIn[k] = io_pBlockers[k].fPrevInput;
+        fPrevOut[k] = io_pBlockers[k].fPrevOutput;
+        fR[k] = io_pBlockers[k].fR;
+        pf[k] = io_ppfBuffers[k];
+    }
+    for (uint32_t i = 0; i < in_uNumFrames; ++i) {
+#pragma GCC unroll 6
+        for (uint32_t k = 0; k < K; ++k) {
+            const float s = in_fInputGain * pf[k][i];
+            const float y = s - fPrevIn[k] + fR[k] * fPrevOut[k];
+            fPrevIn[k] = s;
+            fPrevOut[k] = y;
+            pf[k][i] = y;
+        }
+    }
+    for (uint32_t k = 0; k < K; ++k) {
+        io_pBlockers[k].fPrevInput = fPrevIn[k];
+        io_pBlockers[k].fPrevOutput = fPrevOut[k];
+    }
+}
+
+}  // namespace
+
+void DcBlocker::ProcessSideBySide(DcBlocker* io_pBlockers, float* const* io_ppfBuffers, uint32_t in_uNumBlockers,
+                                  uint32_t in_uNumFrames, float in_fInputGain)
+{
+    uint32_t b = 0;
+    for (; b + 2 <= in_uNumBlockers; b += 2)
+        RunSideBySide<2>(io_pBlockers + b, io_ppfBuffers + b, in_uNumFrames, in_fInputGain);
+    if (b < in_uNumBlockers)
+        io_pBlockers[b].ProcessBuffer(io_ppfBuffers[b], in_uNumFrames, in_fInputGain);
+}

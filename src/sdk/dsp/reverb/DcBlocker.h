@@ -16,6 +16,10 @@ public:
         fPrevOutput = 0.0f;
     }
     void ProcessBuffer(float* io_pfBuffer, uint32_t in_uNumFrames, float in_fInputGain = 1.0f);
+    // Blocker b on buffer b, in pairs in one loop so that their recursions
+    // overlap; the same arithmetic as ProcessBuffer on each.
+    static void ProcessSideBySide(DcBlocker* io_pBlockers, float* const* io_ppfBuffers, uint32_t in_uNumBlockers,
+                                  uint32_t in_uNumFrames, float in_fInputGain);
 
     float fPrevInput = 0.0f;
     float fPrevOutput = 0.0f;

@@ -12,6 +12,8 @@ enum OvCpuFeature : uint32_t {
     OV_CPU_SSE2 = 2,
     OV_CPU_SSE3 = 4,
     OV_CPU_SSSE3 = 8,
+    // 256-bit float registers, with the operating system saving them.
+    OV_CPU_AVX = 16,
 };
 
 class OvCpuInfo {

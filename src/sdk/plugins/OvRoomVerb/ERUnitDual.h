@@ -16,6 +16,11 @@
 
 class IOvMemAlloc;
 
+// How Process sums the taps: one sample at a time (the reference), blocks of
+// 16 samples in SSE registers, or blocks of 32 in AVX registers. All give
+// the same bits.
+enum class ERVectorPath : uint8_t { Scalar, Sse2, Avx };
+
 class ERUnitDual {
 public:
     static constexpr uint32_t OV_ER_MAX_SPAN = 65535;
@@ -30,9 +35,13 @@ public:
     // Clears the line; read positions stay consistent with the write offset.
     void Reset();
     bool HasBuffer() const { return m_pfDelay != nullptr; }
+    // The widest path the processor has is taken at construction; this picks
+    // another, for tests (AVX only where the processor has it).
+    void UseVectorPath(ERVectorPath in_ePath);
+    ERVectorPath VectorPath() const { return m_ePath; }
 
-    // Any frame count: groups of four where the positions allow, the rest one
-    // by one. Input and outputs may have any alignment.
+    // Any frame count: blocks of groups of four where the positions allow,
+    // the rest one by one. Input and outputs may have any alignment.
     void Process(const float* in_pfInput, float* out_pfLeft, float* out_pfRight, uint32_t in_uNumFrames);
 
     uint32_t m_uDelayLength = 0;  // samples, a multiple of 4, 4 to 65532
@@ -46,4 +55,8 @@ public:
     uint16_t m_uNextWrapRight = 0;
     uint16_t m_uNumLeft = 0;
     uint16_t m_uNumRight = 0;
+
+private:
+    static ERVectorPath WidestPath();
+    ERVectorPath m_ePath = WidestPath();
 };

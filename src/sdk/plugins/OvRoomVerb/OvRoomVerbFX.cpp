@@ -24,7 +24,7 @@ constexpr float kAllpassMaxGain = 0.61803f;
 constexpr double kMaxLineSamples = double(DelayLine::kMaxLengthSamples);
 
 // Scratch chunks.
-enum : uint32_t { kMono = 0, kReverbIn = 1, kBus0 = 2, kER0 = 8, kRearER0 = 10 };
+enum : uint32_t { kMono = 0, kReverbIn = 1, kBus0 = 2, kER0 = 8, kRearER0 = 10, kUnitIn0 = 12 };
 
 // What a channel is to the mix.
 enum : uint8_t { kKindOther, kKindFront, kKindCenter, kKindLFE, kKindRear };
@@ -156,6 +156,7 @@ OvResult OvRoomVerbFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* /*in_p
     m_pAllocator = in_pAllocator;
     m_pParams = static_cast<OvRoomVerbFXParams*>(in_pParams);
     m_uSampleRate = in_format.uSampleRate;
+    m_eUnitPath = ReverbUnit::WidestPath();
     // A rate of 0 has no delay lengths and no filters: refused.
     if (!m_pAllocator || !m_pParams || m_uSampleRate == 0)
         return OV_Failure;
@@ -607,16 +608,31 @@ void OvRoomVerbFX::ProcessChunk(const OvPipelineBuffer& io_buffer, uint32_t in_u
     const uint32_t uBuses = 2 * m_uOutputsPerUnit;
     for (uint32_t b = 0; b < uBuses; ++b)
         std::memset(chunk(kBus0 + b), 0, size_t(n) * sizeof(float));
+    // Each unit's input is the previous unit's further delayed; all are
+    // made first, so that the units can run side by side. Even and odd
+    // units feed different buses, so a bus still takes its units in order.
+    const float* pfUnitIn = pfReverbIn;
     for (uint32_t u = 0; u < m_uNumReverbUnits; ++u) {
-        float* pOutputs[ReverbUnit::OV_REVERBUNIT_MAX_OUTPUTS];
-        for (uint32_t o = 0; o < m_uOutputsPerUnit; ++o)
-            pOutputs[o] = chunk(kBus0 + 2 * o + (u & 1));
-        m_units[u].DelayInput(pfReverbIn, n);
-        m_units[u].Process(pfReverbIn, pOutputs, m_uOutputsPerUnit, n);
+        m_units[u].DelayInput(pfUnitIn, chunk(kUnitIn0 + u), n);
+        pfUnitIn = chunk(kUnitIn0 + u);
+    }
+    constexpr uint32_t uGroup = ReverbUnit::OV_REVERBUNIT_MAX_SIDE_BY_SIDE;
+    for (uint32_t u = 0; u < m_uNumReverbUnits; u += uGroup) {
+        const uint32_t uCount = std::min(uGroup, m_uNumReverbUnits - u);
+        const float* pInputs[uGroup];
+        float* pOutputs[uGroup * ReverbUnit::OV_REVERBUNIT_MAX_OUTPUTS];
+        for (uint32_t k = 0; k < uCount; ++k) {
+            pInputs[k] = chunk(kUnitIn0 + u + k);
+            for (uint32_t o = 0; o < m_uOutputsPerUnit; ++o)
+                pOutputs[k * m_uOutputsPerUnit + o] = chunk(kBus0 + 2 * o + ((u + k) & 1));
+        }
+        ReverbUnit::ProcessSideBySide(m_units + u, uCount, pInputs, pOutputs, m_uOutputsPerUnit, n, m_eUnitPath);
     }
     const float fBusGain = 1.4142135f * m_fReverbUnitsGain;
+    float* pBuses[OV_ROOMVERB_MAX_BUSES];
     for (uint32_t b = 0; b < uBuses; ++b)
-        m_dcBlockers[b].ProcessBuffer(chunk(kBus0 + b), n, fBusGain);
+        pBuses[b] = chunk(kBus0 + b);
+    DcBlocker::ProcessSideBySide(m_dcBlockers, pBuses, uBuses, n, fBusGain);
 
     // 9: onto the speakers.
     const uint32_t uChannels = io_buffer.NumChannels();

@@ -48,8 +48,9 @@ public:
     static constexpr uint32_t OV_ROOMVERB_MAX_TONE_FILTERS = 6;
     // Channels with a route of their own (one per mask bit); any further channel takes dry only.
     static constexpr uint32_t OV_ROOMVERB_MAX_ROUTED_CHANNELS = 20;
-    // Scratch chunks: mono, reverb input, six buses, two ER, two rear ER.
-    static constexpr uint32_t OV_ROOMVERB_SCRATCH_BUFFERS = 12;
+    // Scratch chunks: mono, reverb input, six buses, two ER, two rear ER, and
+    // the input of each reverb unit.
+    static constexpr uint32_t OV_ROOMVERB_SCRATCH_BUFFERS = 12 + OV_ROOMVERB_MAX_UNITS;
 
     OvResult Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext, IOvEffectParams* in_pParams,
                   const OvStreamFormat& in_format) override;
@@ -122,6 +123,7 @@ private:
     uint32_t m_uTailLength = 0;
     float m_fReverbUnitsGain = 1.0f;
     uint32_t m_uNumReverbUnits = 0;
+    ReverbUnitPath m_eUnitPath = ReverbUnitPath::Sse2;  // chosen at Init
     uint32_t m_uSampleRate = 0;
     uint8_t m_uTotalFilters = 0;
     uint8_t m_uFirstInstance[3] = {};

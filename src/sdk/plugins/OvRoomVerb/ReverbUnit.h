@@ -19,6 +19,10 @@
 
 class IOvMemAlloc;
 
+// How ProcessSideBySide runs the units: four lines of a unit to an SSE
+// register, or two units to an AVX register. Both give the same bits.
+enum class ReverbUnitPath : uint8_t { Sse2, Avx };
+
 // One line's low-pass: state, b0, and a1 stored negated (y = b0 d - a1 y).
 struct ReverbUnitFilter {
     float fState = 0.0f;
@@ -30,6 +34,8 @@ class ReverbUnit {
 public:
     static constexpr uint32_t OV_REVERBUNIT_LINES = 4;
     static constexpr uint32_t OV_REVERBUNIT_MAX_OUTPUTS = 3;
+    // Units that ProcessSideBySide runs together.
+    static constexpr uint32_t OV_REVERBUNIT_MAX_SIDE_BY_SIDE = 4;
 
     // Lines of the given lengths (samples) and the input delay; the memory is
     // not cleared: Reset before use.
@@ -43,14 +49,29 @@ public:
     // contents stay, so a tail morphs.
     void SetDecay(double in_dDecayTime, double in_dHFDamping, uint32_t in_uSampleRate);
 
-    // The input delay, in place.
+    // The input delay, in place or from one buffer into another.
     void DelayInput(float* io_pfBuffer, uint32_t in_uNumFrames) { m_inputDelay.ProcessBuffer(io_pfBuffer, in_uNumFrames); }
+    void DelayInput(const float* in_pfInput, float* out_pfDelayed, uint32_t in_uNumFrames)
+    {
+        m_inputDelay.ProcessBuffer(in_pfInput, out_pfDelayed, in_uNumFrames);
+    }
 
     // Adds in_uNumOutputs outputs to io_ppfOutputs[0 ..]; four samples of all
     // four lines per step, transposed in registers.
     void Process(const float* in_pfInput, float* const* io_ppfOutputs, uint32_t in_uNumOutputs,
                  uint32_t in_uNumFrames);
-    // The same, one sample at a time: the reference for Process.
+    // Up to four units (io_pUnits[0 .. in_uNumUnits)) run side by side, so
+    // that their latency-bound recursions overlap. Unit k reads
+    // in_ppfInputs[k] and adds to io_ppfOutputs[k * in_uNumOutputs + o].
+    // Where units share an output, each sample takes their additions in unit
+    // order: the sums are bit for bit those of running the units one after
+    // another. Segments end at the first wrap of any of their lines.
+    static void ProcessSideBySide(ReverbUnit* io_pUnits, uint32_t in_uNumUnits, const float* const* in_ppfInputs,
+                                  float* const* io_ppfOutputs, uint32_t in_uNumOutputs, uint32_t in_uNumFrames,
+                                  ReverbUnitPath in_ePath);
+    // The widest path the processor has.
+    static ReverbUnitPath WidestPath();
+    // The same as Process, one sample at a time: the reference for both.
     void ProcessScalar(const float* in_pfInput, float* const* io_ppfOutputs, uint32_t in_uNumOutputs,
                        uint32_t in_uNumFrames);
 

@@ -34,7 +34,8 @@ TEST(DelayLine, DelaysByItsLengthWithAFloorOfFourWhateverTheChunking)
             line.Reset();
             std::vector<float> output(inPlace ? input : std::vector<float>(input.size()));
             for (size_t pos = 0, n = 0; pos < input.size(); pos += n) {
-                n = std::min<size_t>(piece(rng), input.size() - pos);
+                // Pieces shorter and longer than the line.
+                n = std::min<size_t>(pos % 3 ? piece(rng) : 7 * piece(rng) + 300, input.size() - pos);
                 if (inPlace)
                     line.ProcessBuffer(output.data() + pos, uint32_t(n));
                 else

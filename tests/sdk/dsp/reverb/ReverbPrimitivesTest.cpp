@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <complex>
+#include <random>
 #include <vector>
 
 #include "ov/OvMemAllocDefault.h"
@@ -93,6 +94,72 @@ TEST(ReverbPrimitives, Mix3RampsEveryGainWhenOneDiffers)
     OV::Mix3Interp(io.data(), a.data(), b.data(), 1.0f, 1.0f, 0.5f, 0.5f, 0.0f, 1.0f, 10);
     EXPECT_FLOAT_EQ(io[0], 1.5f);
     EXPECT_FLOAT_EQ(io[9], 1.5f + 0.9f);
+}
+
+TEST(ReverbPrimitives, FourSampleStepsMatchTheDefiningFormsBitForBit)
+{
+    // Pieces of 1 to 9 samples and longer, from a start off the 16-byte grid;
+    // the allpass's short history wraps inside pieces.
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    const uint32_t total = 2000;
+    std::vector<float> x(total + 1), y(total + 1);
+    for (float& v : x)
+        v = noise(rng);
+    auto pieces = [&](auto&& run) {
+        for (uint32_t at = 1, k = 0; at <= total; ++k) {
+            const uint32_t n = std::min(total + 1 - at, k % 4 ? 1 + k % 9 : 40 + k % 23);
+            run(at, n);
+            at += n;
+        }
+    };
+    for (uint32_t length : {1u, 3u, 13u, 211u}) {
+        AllpassFilter allpass;
+        ASSERT_EQ(allpass.Init(OV::DefaultAllocator(), length, 0.6f), OV_Success);
+        allpass.Reset();
+        pieces([&](uint32_t at, uint32_t n) { allpass.ProcessBuffer(x.data() + at, y.data() + at, n); });
+        for (uint32_t n = 1; n <= total; ++n) {
+            const float px = n > length ? x[n - length] : 0.0f, py = n > length ? y[n - length] : 0.0f;
+            ASSERT_EQ(y[n], 0.6f * (x[n] - py) + px) << length << ", " << n;
+        }
+        allpass.Term(OV::DefaultAllocator());
+    }
+    // DC blockers in pairs against each on its own.
+    for (uint32_t count : {1u, 2u, 5u, 6u}) {
+        std::vector<std::vector<float>> side(count, x), alone(count, x);
+        DcBlocker pairs[6], single[6];
+        std::vector<float*> pointers(count);
+        for (uint32_t b = 0; b < count; ++b) {
+            pairs[b].Init(20.0f + 10.0f * float(b), 44100);
+            single[b] = pairs[b];
+            single[b].ProcessBuffer(alone[b].data() + 1, total, 0.7f);
+        }
+        pieces([&](uint32_t at, uint32_t n) {
+            for (uint32_t b = 0; b < count; ++b)
+                pointers[b] = side[b].data() + at;
+            DcBlocker::ProcessSideBySide(pairs, pointers.data(), count, n, 0.7f);
+        });
+        for (uint32_t b = 0; b < count; ++b)
+            ASSERT_EQ(side[b], alone[b]) << count << " blockers, " << b;
+    }
+    // The fixed-gain mixes.
+    for (uint32_t n = 1; n <= 9; ++n) {
+        std::vector<float> io(x.begin(), x.begin() + n + 1), expected = io;
+        const float* a = y.data() + 1;
+        const float* b = y.data() + 2;
+        OV::Mix3Interp(io.data() + 1, a, b, 0.3f, 0.3f, -0.7f, -0.7f, 1.1f, 1.1f, n);
+        for (uint32_t i = 0; i < n; ++i)
+            ASSERT_EQ(io[i + 1], 0.3f * expected[i + 1] + -0.7f * a[i] + 1.1f * b[i]) << n << ", " << i;
+        testsupport::PlanarBlock block(2, 16);
+        for (uint32_t c = 0; c < 2; ++c)
+            for (uint32_t i = 0; i < 16; ++i)
+                block.Channel(c)[i] = x[16 * c + i];
+        std::vector<float> mono(n);
+        OV::ConstantPowerChannelMixdown(block.buffer, n, 1, mono.data(), 1.0f, 1.0f);
+        const float g = std::sqrt(1.0f / 2.0f);
+        for (uint32_t i = 0; i < n; ++i)
+            ASSERT_EQ(mono[i], (0.0f + g * x[i + 1]) + g * x[16 + i + 1]) << n << ", " << i;
+    }
 }
 
 }  // namespace
