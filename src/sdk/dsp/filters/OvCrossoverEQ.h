@@ -20,6 +20,7 @@
 
 #include <cstdint>
 
+#include "sdk/dsp/filters/OvBiquadBatch.h"
 #include "sdk/dsp/filters/OvMultiBandEQ.h"
 
 constexpr uint32_t MAX_CROSSOVER_BANDS = 5;
@@ -40,6 +41,11 @@ public:
     // the input's channel count and room for its valid frames.
     void Process(OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
     void Process(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
+    // Process on io_pBands and, side by side, in_pOther (may be null) on its
+    // own io_pOtherBands: the two split independent signals, so their filters
+    // share the batch kernel's loops. Each gives the bits Process gives.
+    void ProcessAlongside(OvPipelineBuffer* io_pBands, OvCrossoverEQ* in_pOther, OvPipelineBuffer* io_pOtherBands,
+                          uint32_t in_uNumBands);
 
     bool IsFourthOrder() const { return m_bFourthOrder; }
     // Filters per channel for an order.
@@ -51,8 +57,13 @@ private:
 
     void ProcessSecondOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
     void ProcessFourthOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
-    template <uint32_t T_SECTIONS>
-    void ProcessBands(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
+    // Process runs in rounds: in each, every band that has a filter left runs
+    // its next one, and those runs are independent of one another.
+    uint32_t NumRounds(uint32_t in_uNumBands) const;
+    // Starts the bands that begin in round in_uRound (copies of the band
+    // below) and queues the round's filter runs on io_batch.
+    void AddRound(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands, uint32_t in_uRound,
+                  OvBiquadBatch& io_batch);
 
     ProcessFn m_fnProcess = nullptr;
     bool m_bFourthOrder = false;

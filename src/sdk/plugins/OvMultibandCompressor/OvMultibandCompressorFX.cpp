@@ -153,9 +153,7 @@ void OvMultibandCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer
 
     UpdateCrossovers();
     const uint32_t uNumBands = std::min(m_Values.uNumBands, OV_MULTIBANDCOMPRESSOR_NUM_BANDS);
-    m_Crossover.Process(m_BandSignal, uNumBands);
-    if (in_pKey)
-        m_KeyCrossover.Process(m_BandKey, uNumBands);
+    m_Crossover.ProcessAlongside(m_BandSignal, in_pKey ? &m_KeyCrossover : nullptr, m_BandKey, uNumBands);
 
     // Per-channel side chains of all bands are gathered and run four lanes at
     // a time; a band touches only its own buffers and state, so the order in
