@@ -126,23 +126,20 @@ void OvCrossoverEQ::Process(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, 
         (this->*m_fnProcess)(in_pFilters, io_pBands, std::min(in_uNumBands, MAX_CROSSOVER_BANDS));
 }
 
-void OvCrossoverEQ::ProcessAlongside(OvPipelineBuffer* io_pBands, OvCrossoverEQ* in_pOther,
-                                     OvPipelineBuffer* io_pOtherBands, uint32_t in_uNumBands)
+void OvCrossoverEQ::ProcessSplits(const Split* in_pSplits, uint32_t in_uNumSplits)
 {
-    if (!in_pOther || !io_pOtherBands) {
-        Process(io_pBands, in_uNumBands);
-        return;
-    }
-    if (!m_pFilters || !io_pBands || !in_pOther->m_pFilters) {
-        in_pOther->Process(io_pOtherBands, in_uNumBands);
-        return;
-    }
-    const uint32_t uBands = std::min(in_uNumBands, MAX_CROSSOVER_BANDS);
-    const uint32_t uRounds = std::max(NumRounds(uBands), in_pOther->NumRounds(uBands));
+    uint32_t uRounds = 0;
+    for (uint32_t k = 0; k < in_uNumSplits; ++k)
+        if (in_pSplits[k].pCrossover)
+            uRounds = std::max(uRounds, in_pSplits[k].pCrossover->NumRounds(in_pSplits[k].uNumBands));
     OvBiquadBatch batch;
     for (uint32_t r = 0; r < uRounds; ++r) {
-        AddRound(m_pFilters, io_pBands, uBands, r, batch);
-        in_pOther->AddRound(in_pOther->m_pFilters, io_pOtherBands, uBands, r, batch);
+        for (uint32_t k = 0; k < in_uNumSplits; ++k) {
+            OvCrossoverEQ* pCrossover = in_pSplits[k].pCrossover;
+            if (pCrossover && pCrossover->m_fnProcess)
+                pCrossover->AddRound(pCrossover->m_pFilters, in_pSplits[k].pBands, in_pSplits[k].uNumBands, r,
+                                     batch);
+        }
         batch.Run();
     }
 }

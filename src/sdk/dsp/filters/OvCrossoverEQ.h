@@ -41,11 +41,15 @@ public:
     // the input's channel count and room for its valid frames.
     void Process(OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
     void Process(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
-    // Process on io_pBands and, side by side, in_pOther (may be null) on its
-    // own io_pOtherBands: the two split independent signals, so their filters
-    // share the batch kernel's loops. Each gives the bits Process gives.
-    void ProcessAlongside(OvPipelineBuffer* io_pBands, OvCrossoverEQ* in_pOther, OvPipelineBuffer* io_pOtherBands,
-                          uint32_t in_uNumBands);
+    // Process on several crossovers, each on its own bands with its own band
+    // count: they split independent signals, so their filters share the batch
+    // kernel's loops. Each gives the bits its own Process gives.
+    struct Split {
+        OvCrossoverEQ* pCrossover;
+        OvPipelineBuffer* pBands;
+        uint32_t uNumBands;
+    };
+    static void ProcessSplits(const Split* in_pSplits, uint32_t in_uNumSplits);
 
     bool IsFourthOrder() const { return m_bFourthOrder; }
     // Filters per channel for an order.

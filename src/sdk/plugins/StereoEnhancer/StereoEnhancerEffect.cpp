@@ -142,8 +142,8 @@ void StereoEnhancerEffect::ShapeSpectrum(OvPipelineBuffer* io_pMid, OvPipelineBu
     OvPipelineBuffer sideKey = MonoView(pfSideKey, m_MonoConfig, m_uMaxFrames, in_uFrames, io_pSide->eState);
     m_pMidKeyEQ->ProcessBlock(&midKey);
     m_pSideKeyEQ->ProcessBlock(&sideKey);
-    m_pMidCompressor->ProcessBlockWithKey(io_pMid, &midKey, nullptr);
-    m_pSideCompressor->ProcessBlockWithKey(io_pSide, &sideKey, nullptr);
+    // Mid and side are independent: their compressors run side by side.
+    m_pMidCompressor->ProcessBlocksWithKey(io_pMid, &midKey, m_pSideCompressor, io_pSide, &sideKey);
 }
 
 bool StereoEnhancerEffect::RunAmbience(const float* in_pfSide, uint32_t in_uFrames, uint32_t in_uMaxFrames,
