@@ -1,5 +1,7 @@
 #include "sdk/plugins/OvMultibandCompressor/OvMultibandCompressorFX.h"
 
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -11,6 +13,31 @@
 #include "ov/OvPluginNew.h"
 #include "ov/OvStreamFormat.h"
 #include "sdk/dsp/delays/Mix2Interp.h"
+
+namespace {
+
+// io += g[b] * band[b] for every band in turn, in one pass: the sums of the
+// steady (no ramp) in-place two-input mix run band after band, io = 1 * io +
+// g * band, whose product by one is exact, so the bits are the same.
+void SumBands(float* io_pfOut, const float* const* in_ppBands, const float* in_pfGains, uint32_t in_uNumBands,
+              uint32_t in_uFrames)
+{
+    const uint32_t uWhole = in_uFrames & ~3u;
+    for (uint32_t i = 0; i < uWhole; i += 4) {
+        __m128 acc = _mm_loadu_ps(io_pfOut + i);
+        for (uint32_t b = 0; b < in_uNumBands; ++b)
+            acc = _mm_add_ps(acc, _mm_mul_ps(_mm_set1_ps(in_pfGains[b]), _mm_loadu_ps(in_ppBands[b] + i)));
+        _mm_storeu_ps(io_pfOut + i, acc);
+    }
+    for (uint32_t i = uWhole; i < in_uFrames; ++i) {
+        float acc = io_pfOut[i];
+        for (uint32_t b = 0; b < in_uNumBands; ++b)
+            acc = acc + in_pfGains[b] * in_ppBands[b][i];
+        io_pfOut[i] = acc;
+    }
+}
+
+}  // namespace
 
 OvResult OvMultibandCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext,
                                        IOvEffectParams* in_pParams, const OvStreamFormat& in_format)
@@ -243,6 +270,18 @@ void OvMultibandCompressorFX::End(const Block& in_block)
     // only the first channel ramps and the others step; intended.
     const uint32_t uChannels = std::min(io_pBuffer->NumChannels(), m_BandSignal[0].NumChannels());
     for (uint32_t c = 0; c < uChannels; ++c) {
+        bool bSteady = true;
+        const float* pBands[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
+        float fGains[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
+        for (uint32_t b = 0; b < uNumBands; ++b) {
+            bSteady = bSteady && m_fPrevBandOutputGain[b] == m_Values.band[b].fBandOutputGain;
+            pBands[b] = m_BandSignal[b].GetChannel(c);
+            fGains[b] = m_Values.band[b].fBandOutputGain;
+        }
+        if (bSteady) {
+            SumBands(io_pBuffer->GetChannel(c), pBands, fGains, uNumBands, n);
+            continue;
+        }
         for (uint32_t b = 0; b < uNumBands; ++b) {
             OV::Mix2InterpAnyLength(io_pBuffer->GetChannel(c), m_BandSignal[b].GetChannel(c), 1.0f, 1.0f,
                                     m_fPrevBandOutputGain[b], m_Values.band[b].fBandOutputGain, n);
