@@ -140,8 +140,7 @@ void StereoEnhancerEffect::ShapeSpectrum(OvPipelineBuffer* io_pMid, OvPipelineBu
     std::memcpy(pfSideKey, io_pSide->GetData(), in_uFrames * sizeof(float));
     OvPipelineBuffer midKey = MonoView(pfMidKey, m_MonoConfig, m_uMaxFrames, in_uFrames, io_pMid->eState);
     OvPipelineBuffer sideKey = MonoView(pfSideKey, m_MonoConfig, m_uMaxFrames, in_uFrames, io_pSide->eState);
-    m_pMidKeyEQ->ProcessBlock(&midKey);
-    m_pSideKeyEQ->ProcessBlock(&sideKey);
+    m_pMidKeyEQ->ProcessBlockAlongside(&midKey, m_pSideKeyEQ, &sideKey);
     // Mid and side are independent: their compressors run side by side.
     m_pMidCompressor->ProcessBlocksWithKey(io_pMid, &midKey, m_pSideCompressor, io_pSide, &sideKey);
 }
@@ -195,8 +194,7 @@ void StereoEnhancerEffect::ProcessBlock(OvPipelineBuffer* io_pBuffer)
 
         if (params.bSpectrumShaper)
             ShapeSpectrum(&mid, &side, n);
-        m_pMidEQ->ProcessBlock(&mid);
-        m_pSideEQ->ProcessBlock(&side);
+        m_pMidEQ->ProcessBlockAlongside(&mid, m_pSideEQ, &side);
     }
 
     OvPipelineBuffer wet;
