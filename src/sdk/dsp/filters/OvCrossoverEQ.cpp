@@ -146,17 +146,21 @@ void OvCrossoverEQ::ProcessSplits(const Split* in_pSplits, uint32_t in_uNumSplit
 
 void OvCrossoverEQ::ProcessSecondOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands)
 {
+    ProcessRounds(in_pFilters, io_pBands, in_uNumBands);
+}
+
+void OvCrossoverEQ::ProcessFourthOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands)
+{
+    ProcessRounds(in_pFilters, io_pBands, in_uNumBands);
+}
+
+void OvCrossoverEQ::ProcessRounds(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands)
+{
     OvBiquadBatch batch;
     for (uint32_t r = 0; r < NumRounds(in_uNumBands); ++r) {
         AddRound(in_pFilters, io_pBands, in_uNumBands, r, batch);
         batch.Run();
     }
-}
-
-void OvCrossoverEQ::ProcessFourthOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands)
-{
-    // The same rounds; AddRound reads the order.
-    ProcessSecondOrder(in_pFilters, io_pBands, in_uNumBands);
 }
 
 // Band b keeps the low side of edge b, then runs the allpasses of the higher

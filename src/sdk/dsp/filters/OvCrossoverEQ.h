@@ -61,8 +61,10 @@ private:
 
     void ProcessSecondOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
     void ProcessFourthOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
-    // Process runs in rounds: in each, every band that has a filter left runs
-    // its next one, and those runs are independent of one another.
+    // Both orders run in rounds (AddRound reads the order): in each, every
+    // band that has a filter left runs its next one, and those runs are
+    // independent of one another.
+    void ProcessRounds(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
     uint32_t NumRounds(uint32_t in_uNumBands) const;
     // Starts the bands that begin in round in_uRound (copies of the band
     // below) and queues the round's filter runs on io_batch.
