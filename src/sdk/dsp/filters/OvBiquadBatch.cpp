@@ -124,6 +124,23 @@ void RunSseGroup(const OvBiquadJob* in_pJobs, const Body* in_pBodies, uint32_t i
         StoreSse(b, in_pJobs[1]);
 }
 
+// A job and the next filter of its cascade on the same samples, the second
+// one step behind.
+void RunSseCascade(const OvBiquadJob& in_first, const Body& in_firstBody, const OvBiquadJob& in_second,
+                   const Body& in_secondBody, uint32_t in_uSteps)
+{
+    SseLane a = LoadSse(in_first, in_firstBody.pSteps);
+    SseLane b = LoadSse(in_second, in_secondBody.pSteps);
+    StepSse(a, 0);
+    for (uint32_t i = 4; i < 4 * in_uSteps; i += 4) {
+        StepSse(a, i);
+        StepSse(b, i - 4);
+    }
+    StepSse(b, 4 * in_uSteps - 4);
+    StoreSse(a, in_first);
+    StoreSse(b, in_second);
+}
+
 #endif  // OV_BATCH_SSE2
 
 #if OV_BATCH_AVX
@@ -224,6 +241,25 @@ __attribute__((target("avx"))) void RunAvxGroup(const OvBiquadJob* in_pJobs, con
         StoreSse(lone, in_pJobs[s]);
 }
 
+// Two jobs and the next filters of their cascades, the second pair one step
+// behind the first.
+__attribute__((target("avx"))) void RunAvxCascade(const OvBiquadJob* in_pFirst, const Body* in_pFirstBodies,
+                                                  const OvBiquadJob* in_pSecond, const Body* in_pSecondBodies,
+                                                  uint32_t in_uSteps)
+{
+    AvxPair a, b;
+    LoadAvx(a, in_pFirst[0], in_pFirstBodies[0].pSteps, in_pFirst[1], in_pFirstBodies[1].pSteps);
+    LoadAvx(b, in_pSecond[0], in_pSecondBodies[0].pSteps, in_pSecond[1], in_pSecondBodies[1].pSteps);
+    StepAvx(a, 0);
+    for (uint32_t i = 4; i < 4 * in_uSteps; i += 4) {
+        StepAvx(a, i);
+        StepAvx(b, i - 4);
+    }
+    StepAvx(b, 4 * in_uSteps - 4);
+    StoreAvx(a, in_pFirst[0], in_pFirst[1]);
+    StoreAvx(b, in_pSecond[0], in_pSecond[1]);
+}
+
 #endif  // OV_BATCH_AVX
 
 }  // namespace
@@ -236,10 +272,83 @@ void OvBiquadBatch::Add(const OvBiquadCoefs& in_coefs, float* io_pSamples, uint3
     m_jobs[m_uNumJobs++] = {&in_coefs, io_pSamples, &io_state, in_uFrames};
 }
 
+void OvBiquadBatch::NextStage()
+{
+    m_uStage = m_uNumJobs;
+}
+
 void OvBiquadBatch::Run()
 {
-    RunJobs(m_jobs, m_uNumJobs);
+    const uint32_t uStage = m_uStage;
+    const uint32_t uNumJobs = m_uNumJobs;
+    m_uStage = 0;
     m_uNumJobs = 0;
+    if (uStage == 0 || uStage == uNumJobs) {
+        RunJobs(m_jobs, uNumJobs);
+        return;
+    }
+    // Pair each second-stage job with the first-stage job on its samples;
+    // the others touch samples no job of the other stage touches.
+    OvBiquadJob first[kMaxJobs], second[kMaxJobs], rest[kMaxJobs];
+    bool bPaired[kMaxJobs] = {};
+    uint32_t uPairs = 0, uRest = 0;
+    for (uint32_t k = uStage; k < uNumJobs; ++k) {
+        uint32_t j = 0;
+        while (j < uStage && (bPaired[j] || m_jobs[j].pSamples != m_jobs[k].pSamples))
+            ++j;
+        if (j == uStage) {
+            rest[uRest++] = m_jobs[k];
+        } else if (m_jobs[j].uFrames != m_jobs[k].uFrames) {
+            // Not a cascade of one buffer: stage after stage.
+            RunJobs(m_jobs, uStage);
+            RunJobs(m_jobs + uStage, uNumJobs - uStage);
+            return;
+        } else {
+            bPaired[j] = true;
+            first[uPairs] = m_jobs[j];
+            second[uPairs++] = m_jobs[k];
+        }
+    }
+    for (uint32_t j = 0; j < uStage; ++j)
+        if (!bPaired[j])
+            rest[uRest++] = m_jobs[j];
+    RunCascades(first, second, uPairs, HasAvx());
+    RunJobs(rest, uRest);
+}
+
+void OvBiquadBatch::RunCascades(const OvBiquadJob* in_pFirst, const OvBiquadJob* in_pSecond, uint32_t in_uNumPairs,
+                                bool in_bAvx)
+{
+#if OV_BATCH_SSE2
+    while (in_uNumPairs > kMaxJobs) {
+        RunCascades(in_pFirst, in_pSecond, kMaxJobs, in_bAvx);
+        in_pFirst += kMaxJobs;
+        in_pSecond += kMaxJobs;
+        in_uNumPairs -= kMaxJobs;
+    }
+    Body firstBodies[kMaxJobs], secondBodies[kMaxJobs];
+    // The heads in cascade order: every first job's, then every second's.
+    const uint32_t uFirstSteps = RunHeads(in_pFirst, in_uNumPairs, firstBodies);
+    const uint32_t uSteps = std::min(uFirstSteps, RunHeads(in_pSecond, in_uNumPairs, secondBodies));
+    uint32_t j = 0;
+    if (uSteps != 0) {
+#if OV_BATCH_AVX
+        if (in_bAvx && HasAvx())
+            for (; j + 2 <= in_uNumPairs; j += 2)
+                RunAvxCascade(in_pFirst + j, firstBodies + j, in_pSecond + j, secondBodies + j, uSteps);
+#else
+        (void)in_bAvx;
+#endif
+        for (; j < in_uNumPairs; ++j)
+            RunSseCascade(in_pFirst[j], firstBodies[j], in_pSecond[j], secondBodies[j], uSteps);
+    }
+    RunRests(in_pFirst, in_uNumPairs, firstBodies, uSteps);
+    RunRests(in_pSecond, in_uNumPairs, secondBodies, uSteps);
+#else
+    (void)in_bAvx;
+    RunJobsSse2(in_pFirst, in_uNumPairs);
+    RunJobsSse2(in_pSecond, in_uNumPairs);
+#endif
 }
 
 bool OvBiquadBatch::HasAvx()

@@ -83,13 +83,18 @@ void OvParametricEQFX::ProcessBlockAlongside(OvPipelineBuffer* io_pBuffer, OvPar
     uint32_t uRounds = 0;
     for (uint32_t k = 0; k < uNumPasses; ++k)
         uRounds = std::max(uRounds, passes[k].uNumBands);
-    // Band by band: each channel still runs its bands in order.
+    // Two bands at a time, the second a step behind the first: each channel
+    // still runs its bands in order.
     OvBiquadBatch batch;
     for (uint32_t r = 0; r < uRounds; ++r) {
+        if (r % 2)
+            batch.NextStage();
         for (uint32_t k = 0; k < uNumPasses; ++k)
             owners[k]->QueueRound(passes[k], r, batch);
-        batch.Run();
+        if (r % 2)
+            batch.Run();
     }
+    batch.Run();
     for (uint32_t k = 0; k < uNumPasses; ++k)
         owners[k]->End(passes[k]);
 }

@@ -1,6 +1,7 @@
-// Jobs run side by side give exactly the bits of the same filters run one by
-// one, for every kernel the processor has, whatever the number of jobs, their
-// lengths (each its own) and their buffers' alignment.
+// Jobs run side by side, and cascades run a step apart, give exactly the bits
+// of the same filters run one by one, for every kernel the processor has,
+// whatever the number of jobs, their lengths (each its own) and their
+// buffers' alignment.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -65,6 +66,51 @@ TEST(OvBiquadBatch, EveryKernelMatchesTheFiltersRunOneByOneBitForBit)
                     batch.Add(coefs[j], &io[j * kRoom + offset[j]], frames[j], state[j]);
             }
             ASSERT_EQ(std::memcmp(io.data(), expected.data(), io.size() * sizeof(float)), 0);
+
+            // Cascades: a second filter after the first on the samples of
+            // most jobs, run a step behind it; as the collecting form's second
+            // stage and through each cascade kernel.
+            std::vector<OvBiquadCoefs> next(numJobs);
+            std::vector<OvBiquadState> nextStart(numJobs);
+            for (uint32_t j = 0; j < numJobs; ++j) {
+                next[j].SetCoefs(b(rng), b(rng), b(rng), -0.5f, 0.25f);
+                nextStart[j] = {sample(rng), sample(rng), sample(rng), sample(rng)};
+            }
+            std::vector<float> expectedCascade = expected;
+            std::vector<OvBiquadState> expectedNext = nextStart;
+            for (uint32_t j = 0; j < numJobs; ++j)
+                if (j % 3 != 2)
+                    next[j].Run(&expectedCascade[j * kRoom + offset[j]], frames[j], expectedNext[j]);
+            for (int form = 0; form < 3; ++form) {
+                SCOPED_TRACE(form);
+                io = input;
+                state = start;
+                std::vector<OvBiquadState> nextState = nextStart;
+                std::vector<OvBiquadJob> firstJobs, secondJobs;
+                for (uint32_t j = 0; j < numJobs; ++j)
+                    firstJobs.push_back({&coefs[j], &io[j * kRoom + offset[j]], &state[j], frames[j]});
+                for (uint32_t j = 0; j < numJobs; ++j)
+                    if (j % 3 != 2)
+                        secondJobs.push_back({&next[j], &io[j * kRoom + offset[j]], &nextState[j], frames[j]});
+                if (form == 0) {
+                    OvBiquadBatch batch;
+                    for (const OvBiquadJob& job : firstJobs)
+                        batch.Add(*job.pCoefs, job.pSamples, job.uFrames, *job.pState);
+                    batch.NextStage();
+                    for (const OvBiquadJob& job : secondJobs)
+                        batch.Add(*job.pCoefs, job.pSamples, job.uFrames, *job.pState);
+                } else {
+                    // Only the cascaded jobs, first-stage ones alone beforehand.
+                    std::vector<OvBiquadJob> paired, alone;
+                    for (uint32_t j = 0; j < numJobs; ++j)
+                        (j % 3 != 2 ? paired : alone).push_back(firstJobs[j]);
+                    OvBiquadBatch::RunJobs(alone.data(), uint32_t(alone.size()));
+                    OvBiquadBatch::RunCascades(paired.data(), secondJobs.data(), uint32_t(paired.size()), form == 2);
+                }
+                ASSERT_EQ(std::memcmp(io.data(), expectedCascade.data(), io.size() * sizeof(float)), 0);
+                ASSERT_EQ(std::memcmp(nextState.data(), expectedNext.data(), nextState.size() * sizeof(OvBiquadState)),
+                          0);
+            }
         }
     }
 }
