@@ -7,6 +7,20 @@
 #define OV_HAS_CPUID 0
 #endif
 
+#if OV_HAS_CPUID
+namespace {
+
+// Low word of extended control register 0; only called once OSXSAVE is known.
+uint32_t ReadXcr0()
+{
+    uint32_t uLow = 0, uHigh = 0;
+    __asm__ volatile("xgetbv" : "=a"(uLow), "=d"(uHigh) : "c"(0u));
+    return uLow;
+}
+
+}  // namespace
+#endif
+
 const OvCpuInfo& OvCpuInfo::Get()
 {
     static const OvCpuInfo s_info;  // built once, on first use, by the first caller
@@ -26,14 +40,10 @@ OvCpuInfo::OvCpuInfo()
             m_uFeatures |= OV_CPU_SSE3;
         if (ecx & (1u << 9))
             m_uFeatures |= OV_CPU_SSSE3;
-        // AVX, and OSXSAVE so that XGETBV may be asked whether the system
-        // saves the SSE and AVX register state (XCR0 bits 1 and 2).
-        if ((ecx & (1u << 28)) && (ecx & (1u << 27))) {
-            unsigned int uXcr0Low = 0, uXcr0High = 0;
-            __asm__ volatile("xgetbv" : "=a"(uXcr0Low), "=d"(uXcr0High) : "c"(0));
-            if ((uXcr0Low & 6u) == 6u)
-                m_uFeatures |= OV_CPU_AVX;
-        }
+        // AVX (bit 28) with OSXSAVE (bit 27), and XCR0 saying the OS keeps
+        // both the XMM and the YMM state.
+        if ((ecx & (1u << 28)) && (ecx & (1u << 27)) && (ReadXcr0() & 6u) == 6u)
+            m_uFeatures |= OV_CPU_AVX;
         // CLFLUSH line size, in units of 8 bytes.
         const uint32_t uLine = ((ebx >> 8) & 0xFF) * 8;
         if (uLine != 0)

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "sdk/dsp/filters/OvBiquadBatch.h"
 #include "sdk/dsp/filters/OvBiquadCoefs.h"
 
 class OvBiquad : public OvBiquadCoefs {
@@ -16,6 +17,12 @@ public:
     {
         (void)in_uMemory;
         Run(io_pSamples, in_uFrames, m_state);
+    }
+
+    // The same run, queued on io_batch to go with other independent filters.
+    void QueueSamples(OvBiquadBatch& io_batch, float* io_pSamples, uint32_t in_uFrames)
+    {
+        io_batch.Add(*this, io_pSamples, in_uFrames, m_state);
     }
 
     void ResetState() { m_state = {0.0f, 0.0f, 0.0f, 0.0f}; }

@@ -41,6 +41,10 @@ public:
     // Only the four-sample form; in_uFrames must be a multiple of 4.
     void RunFourSamples(float* io_pSamples, uint32_t in_uFrames, OvBiquadState& io_state) const;
 
+    // The eight rows of four, row by row, 16-byte aligned: for kernels that
+    // run the four-sample form of several filters at once.
+    const float* Rows() const { return &m_fRows[0][0]; }
+
 private:
     // Row 0: h0 on each lane; rows 1-3: the impulse response applied to
     // x[n+2], x[n+1], x[n]; rows 4-7: the response to x1, x2, y1, y2.

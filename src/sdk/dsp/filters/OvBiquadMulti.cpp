@@ -43,6 +43,15 @@ void OvBiquadMulti::ProcessSamples(float* io_pSamples, uint32_t in_uFrames, uint
     Run(io_pSamples, in_uFrames, m_pMemories[in_uMemory]);
 }
 
+void OvBiquadMulti::QueueSamples(OvBiquadBatch& io_batch, float* io_pSamples, uint32_t in_uFrames,
+                                 uint32_t in_uMemory)
+{
+    OV_ASSERT(in_uMemory < NumMemories());
+    if (in_uMemory >= NumMemories())
+        return;
+    io_batch.Add(*this, io_pSamples, in_uFrames, m_pMemories[in_uMemory]);
+}
+
 void OvBiquadMulti::ResetState()
 {
     if (m_pMemories != nullptr)

@@ -8,6 +8,7 @@
 
 #include "ov/IOvMemAlloc.h"
 #include "ov/OvCommonDefs.h"
+#include "sdk/dsp/filters/OvBiquadBatch.h"
 #include "sdk/dsp/filters/OvBiquadCoefs.h"
 
 class OvBiquadMulti : public OvBiquadCoefs {
@@ -24,6 +25,8 @@ public:
     // In place, with the memory of channel in_uMemory. A memory that does not
     // exist is reported and the samples are left alone.
     void ProcessSamples(float* io_pSamples, uint32_t in_uFrames, uint32_t in_uMemory);
+    // The same run, queued on io_batch to go with other independent filters.
+    void QueueSamples(OvBiquadBatch& io_batch, float* io_pSamples, uint32_t in_uFrames, uint32_t in_uMemory);
 
     // Zeroes all memories.
     void ResetState();

@@ -126,48 +126,102 @@ void OvCrossoverEQ::Process(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, 
         (this->*m_fnProcess)(in_pFilters, io_pBands, std::min(in_uNumBands, MAX_CROSSOVER_BANDS));
 }
 
+void OvCrossoverEQ::ProcessSplits(const Split* in_pSplits, uint32_t in_uNumSplits)
+{
+    uint32_t uRounds = 0;
+    for (uint32_t k = 0; k < in_uNumSplits; ++k)
+        if (in_pSplits[k].pCrossover)
+            uRounds = std::max(uRounds, in_pSplits[k].pCrossover->NumRounds(in_pSplits[k].uNumBands));
+    OvBiquadBatch batch;
+    for (uint32_t r = 0; r < uRounds; ++r) {
+        for (uint32_t k = 0; k < in_uNumSplits; ++k) {
+            OvCrossoverEQ* pCrossover = in_pSplits[k].pCrossover;
+            if (pCrossover && pCrossover->m_fnProcess)
+                pCrossover->AddRound(pCrossover->m_pFilters, in_pSplits[k].pBands, in_pSplits[k].uNumBands, r,
+                                     batch);
+        }
+        batch.Run();
+    }
+}
+
 void OvCrossoverEQ::ProcessSecondOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands)
 {
-    ProcessBands<1>(in_pFilters, io_pBands, in_uNumBands);
+    ProcessRounds(in_pFilters, io_pBands, in_uNumBands);
 }
 
 void OvCrossoverEQ::ProcessFourthOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands)
 {
-    ProcessBands<2>(in_pFilters, io_pBands, in_uNumBands);
+    ProcessRounds(in_pFilters, io_pBands, in_uNumBands);
+}
+
+void OvCrossoverEQ::ProcessRounds(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands)
+{
+    OvBiquadBatch batch;
+    for (uint32_t r = 0; r < NumRounds(in_uNumBands); ++r) {
+        AddRound(in_pFilters, io_pBands, in_uNumBands, r, batch);
+        batch.Run();
+    }
 }
 
 // Band b keeps the low side of edge b, then runs the allpasses of the higher
 // edges that are in use; the high side goes on to band b + 1. Allpasses of
-// edges beyond the band count are stepped over.
-template <uint32_t T_SECTIONS>
-void OvCrossoverEQ::ProcessBands(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands)
+// edges beyond the band count are stepped over. In the filter order of the
+// layout, band b runs one contiguous range: the high side of edge b - 1 (its
+// T sections), then the low side of edge b and the higher allpasses. Band
+// b + 1 starts as a copy of band b once band b has its high side, that is at
+// round b * T; so every band runs one filter per round and the bands of a
+// round never share samples or memory.
+uint32_t OvCrossoverEQ::NumRounds(uint32_t in_uNumBands) const
 {
-    if (in_uNumBands < 2)
+    const uint32_t uBands = std::min(in_uNumBands, MAX_CROSSOVER_BANDS);
+    if (uBands < 2)
+        return 0;
+    // The last band ends last: it starts at (B - 2) T and runs T sections.
+    const uint32_t uSections = m_bFourthOrder ? 2 : 1;
+    return (uBands - 1) * uSections;
+}
+
+void OvCrossoverEQ::AddRound(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands,
+                             uint32_t in_uRound, OvBiquadBatch& io_batch)
+{
+    const uint32_t uBands = std::min(in_uNumBands, MAX_CROSSOVER_BANDS);
+    if (uBands < 2 || !in_pFilters || !io_pBands)
         return;
     uint32_t uChannels = std::min<uint32_t>(io_pBands[0].NumChannels(), m_uNumChannels);
     uint32_t uFrames = io_pBands[0].uValidFrames;
-    for (uint32_t b = 0; b < in_uNumBands; ++b) {
+    for (uint32_t b = 0; b < uBands; ++b) {
         uChannels = std::min<uint32_t>(uChannels, io_pBands[b].NumChannels());
         uFrames = std::min<uint32_t>(uFrames, io_pBands[b].MaxFrames());
         if (!io_pBands[b].GetData())
             return;
     }
-    for (uint32_t c = 0; c < uChannels; ++c) {
-        OvBiquad* filters = in_pFilters + c * m_uNumBands;
-        uint32_t i = 0;
-        for (uint32_t b = 0; b + 1 < in_uNumBands; ++b) {
-            float* pLow = io_pBands[b].GetChannel(c);
-            float* pHigh = io_pBands[b + 1].GetChannel(c);
-            std::memcpy(pHigh, pLow, uFrames * sizeof(float));
-            io_pBands[b + 1].uValidFrames = uint16_t(uFrames);
-            // Second order: the low-pass and B - b - 2 allpasses; fourth order
-            // adds one more section to the low-pass.
-            const uint32_t uLowFilters = in_uNumBands - b - 1 + (T_SECTIONS - 1);
-            for (uint32_t k = 0; k < uLowFilters; ++k)
-                filters[i++].ProcessSamples(pLow, uFrames);
-            i += MAX_CROSSOVER_BANDS - in_uNumBands;
-            for (uint32_t k = 0; k < T_SECTIONS; ++k)
-                filters[i++].ProcessSamples(pHigh, uFrames);
+    const uint32_t uSections = m_bFourthOrder ? 2 : 1;
+    // Each band's first filter, its filter count and its first round.
+    uint32_t uFirst[MAX_CROSSOVER_BANDS], uCount[MAX_CROSSOVER_BANDS], uStart[MAX_CROSSOVER_BANDS];
+    uint32_t i = 0;
+    for (uint32_t b = 0; b < uBands; ++b) {
+        uFirst[b] = i;
+        uStart[b] = b == 0 ? 0 : (b - 1) * uSections;
+        uCount[b] = b == 0 ? 0 : uSections;
+        if (b + 1 < uBands) {
+            // The low side and B - b - 2 allpasses; fourth order adds a section.
+            uCount[b] += uBands - b - 2 + uSections;
+            i = uFirst[b] + uCount[b] + (MAX_CROSSOVER_BANDS - uBands);
         }
+    }
+    // All copies before any run is queued: a full batch runs at once.
+    for (uint32_t b = 1; b < uBands; ++b) {
+        if (uStart[b] != in_uRound)
+            continue;
+        for (uint32_t c = 0; c < uChannels; ++c)
+            std::memcpy(io_pBands[b].GetChannel(c), io_pBands[b - 1].GetChannel(c), uFrames * sizeof(float));
+        io_pBands[b].uValidFrames = uint16_t(uFrames);
+    }
+    for (uint32_t b = 0; b < uBands; ++b) {
+        if (in_uRound < uStart[b] || in_uRound - uStart[b] >= uCount[b])
+            continue;
+        const uint32_t uFilter = uFirst[b] + (in_uRound - uStart[b]);
+        for (uint32_t c = 0; c < uChannels; ++c)
+            in_pFilters[c * m_uNumBands + uFilter].QueueSamples(io_batch, io_pBands[b].GetChannel(c), uFrames);
     }
 }

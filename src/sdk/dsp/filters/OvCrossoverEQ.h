@@ -20,6 +20,7 @@
 
 #include <cstdint>
 
+#include "sdk/dsp/filters/OvBiquadBatch.h"
 #include "sdk/dsp/filters/OvMultiBandEQ.h"
 
 constexpr uint32_t MAX_CROSSOVER_BANDS = 5;
@@ -40,6 +41,15 @@ public:
     // the input's channel count and room for its valid frames.
     void Process(OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
     void Process(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
+    // Process on several crossovers, each on its own bands with its own band
+    // count: they split independent signals, so their filters share the batch
+    // kernel's loops. Each gives the bits its own Process gives.
+    struct Split {
+        OvCrossoverEQ* pCrossover;
+        OvPipelineBuffer* pBands;
+        uint32_t uNumBands;
+    };
+    static void ProcessSplits(const Split* in_pSplits, uint32_t in_uNumSplits);
 
     bool IsFourthOrder() const { return m_bFourthOrder; }
     // Filters per channel for an order.
@@ -51,8 +61,15 @@ private:
 
     void ProcessSecondOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
     void ProcessFourthOrder(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
-    template <uint32_t T_SECTIONS>
-    void ProcessBands(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
+    // Both orders run in rounds (AddRound reads the order): in each, every
+    // band that has a filter left runs its next one, and those runs are
+    // independent of one another.
+    void ProcessRounds(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands);
+    uint32_t NumRounds(uint32_t in_uNumBands) const;
+    // Starts the bands that begin in round in_uRound (copies of the band
+    // below) and queues the round's filter runs on io_batch.
+    void AddRound(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands, uint32_t in_uNumBands, uint32_t in_uRound,
+                  OvBiquadBatch& io_batch);
 
     ProcessFn m_fnProcess = nullptr;
     bool m_bFourthOrder = false;

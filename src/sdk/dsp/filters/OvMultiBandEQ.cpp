@@ -84,13 +84,23 @@ void OvMultiBandEQ::ProcessBufferWithFilters(OvBiquad* in_pFilters, OvPipelineBu
     if (in_pFilters == nullptr)
         return;
     const uint32_t frames = io_pBuffer->uValidFrames;
-    for (uint32_t c = 0; c < uNumChannels; ++c) {
-        float* samples = io_pBuffer->GetChannel(c);
-        OvBiquad* filters = in_pFilters + c * m_uNumBands;
-        for (uint32_t b = 0; b < m_uNumBands; ++b)
-            if (b >= 32 || (m_uEnabledBandMask >> b) & 1u)
-                filters[b].ProcessSamples(samples, frames);
+    // Two enabled bands at a time, the second a step behind the first, and
+    // the channels' cascades side by side: each channel still runs its bands
+    // in order, with its own filters.
+    OvBiquadBatch batch;
+    bool bSecond = false;
+    for (uint32_t b = 0; b < m_uNumBands; ++b) {
+        if (b < 32 && !((m_uEnabledBandMask >> b) & 1u))
+            continue;
+        if (bSecond)
+            batch.NextStage();
+        for (uint32_t c = 0; c < uNumChannels; ++c)
+            in_pFilters[c * m_uNumBands + b].QueueSamples(batch, io_pBuffer->GetChannel(c), frames);
+        if (bSecond)
+            batch.Run();
+        bSecond = !bSecond;
     }
+    batch.Run();
 }
 
 void OvMultiBandEQ::Shutdown(IOvMemAlloc* in_pAllocator)

@@ -12,7 +12,8 @@ enum OvCpuFeature : uint32_t {
     OV_CPU_SSE2 = 2,
     OV_CPU_SSE3 = 4,
     OV_CPU_SSSE3 = 8,
-    // 256-bit float registers, with the operating system saving them.
+    // 256-bit AVX, set only when the operating system also saves the YMM
+    // registers across context switches.
     OV_CPU_AVX = 16,
 };
 

@@ -1,5 +1,7 @@
 #include "sdk/plugins/OvMultibandCompressor/OvMultibandCompressorFX.h"
 
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -11,6 +13,31 @@
 #include "ov/OvPluginNew.h"
 #include "ov/OvStreamFormat.h"
 #include "sdk/dsp/delays/Mix2Interp.h"
+
+namespace {
+
+// io += g[b] * band[b] for every band in turn, in one pass: the sums of the
+// steady (no ramp) in-place two-input mix run band after band, io = 1 * io +
+// g * band, whose product by one is exact, so the bits are the same.
+void SumBands(float* io_pfOut, const float* const* in_ppBands, const float* in_pfGains, uint32_t in_uNumBands,
+              uint32_t in_uFrames)
+{
+    const uint32_t uWhole = in_uFrames & ~3u;
+    for (uint32_t i = 0; i < uWhole; i += 4) {
+        __m128 acc = _mm_loadu_ps(io_pfOut + i);
+        for (uint32_t b = 0; b < in_uNumBands; ++b)
+            acc = _mm_add_ps(acc, _mm_mul_ps(_mm_set1_ps(in_pfGains[b]), _mm_loadu_ps(in_ppBands[b] + i)));
+        _mm_storeu_ps(io_pfOut + i, acc);
+    }
+    for (uint32_t i = uWhole; i < in_uFrames; ++i) {
+        float acc = io_pfOut[i];
+        for (uint32_t b = 0; b < in_uNumBands; ++b)
+            acc = acc + in_pfGains[b] * in_ppBands[b][i];
+        io_pfOut[i] = acc;
+    }
+}
+
+}  // namespace
 
 OvResult OvMultibandCompressorFX::Init(IOvMemAlloc* in_pAllocator, IOvEffectContext* in_pContext,
                                        IOvEffectParams* in_pParams, const OvStreamFormat& in_format)
@@ -107,14 +134,30 @@ void OvMultibandCompressorFX::UpdateCrossovers()
 
 void OvMultibandCompressorFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
 {
-    Run(io_pBuffer, nullptr);
+    Block block = {this, io_pBuffer, nullptr, 0, 0};
+    RunBlocks(&block, 1);
 }
 
 void OvMultibandCompressorFX::ProcessBlockWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
                                                   OvMeterWriter* /*io_pWriter*/)
 {
+    if (!in_pKey)
+        return;
+    Block block = {this, io_pBuffer, in_pKey, 0, 0};
+    RunBlocks(&block, 1);
+}
+
+void OvMultibandCompressorFX::ProcessBlocksWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                                                   OvMultibandCompressorFX* in_pOther,
+                                                   OvPipelineBuffer* io_pOtherBuffer, OvPipelineBuffer* in_pOtherKey)
+{
+    Block blocks[2];
+    uint32_t uNumBlocks = 0;
     if (in_pKey)
-        Run(io_pBuffer, in_pKey);
+        blocks[uNumBlocks++] = {this, io_pBuffer, in_pKey, 0, 0};
+    if (in_pOther && in_pOther != this && in_pOtherKey)
+        blocks[uNumBlocks++] = {in_pOther, io_pOtherBuffer, in_pOtherKey, 0, 0};
+    RunBlocks(blocks, uNumBlocks);
 }
 
 void OvMultibandCompressorFX::LoadBands(const OvPipelineBuffer& in_source, OvPipelineBuffer* io_pBands,
@@ -132,10 +175,47 @@ void OvMultibandCompressorFX::LoadBands(const OvPipelineBuffer& in_source, OvPip
         io_pBands[b].uValidFrames = uint16_t(in_uFrames);
 }
 
-void OvMultibandCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey)
+void OvMultibandCompressorFX::RunBlocks(Block* io_pBlocks, uint32_t in_uNumBlocks)
 {
+    constexpr uint32_t kMaxBlocks = 2;
+    OvCrossoverEQ::Split splits[2 * kMaxBlocks] = {};
+    uint32_t uNumSplits = 0;
+    bool bRun[kMaxBlocks] = {};
+    in_uNumBlocks = std::min(in_uNumBlocks, kMaxBlocks);
+    for (uint32_t k = 0; k < in_uNumBlocks; ++k) {
+        Block& block = io_pBlocks[k];
+        bRun[k] = block.pFx->Begin(block);
+        if (!bRun[k])
+            continue;
+        OvMultibandCompressorFX& fx = *block.pFx;
+        splits[uNumSplits++] = {&fx.m_Crossover, fx.m_BandSignal, block.uNumBands};
+        if (block.pKey)
+            splits[uNumSplits++] = {&fx.m_KeyCrossover, fx.m_BandKey, block.uNumBands};
+    }
+    OvCrossoverEQ::ProcessSplits(splits, uNumSplits);
+
+    // Per-channel side chains of all bands of all blocks are gathered and
+    // run four lanes at a time; a band touches only its own buffers and
+    // state, so the order in which the bands run does not change the output.
+    constexpr uint32_t kMaxLanes = 16;
+    OvCompressor::Lane lanes[kMaxLanes];
+    uint32_t uNumLanes = 0;
+    for (uint32_t k = 0; k < in_uNumBlocks; ++k)
+        if (bRun[k])
+            io_pBlocks[k].pFx->CompressBands(io_pBlocks[k], lanes, kMaxLanes, uNumLanes);
+    OvCompressor::RunLanes(lanes, uNumLanes);
+
+    for (uint32_t k = 0; k < in_uNumBlocks; ++k)
+        if (bRun[k])
+            io_pBlocks[k].pFx->End(io_pBlocks[k]);
+}
+
+bool OvMultibandCompressorFX::Begin(Block& io_block)
+{
+    OvPipelineBuffer* io_pBuffer = io_block.pBuffer;
+    OvPipelineBuffer* in_pKey = io_block.pKey;
     if (!io_pBuffer || !m_pParams || !io_pBuffer->GetData())
-        return;
+        return false;
     const uint32_t n = std::min<uint32_t>(io_pBuffer->uValidFrames, m_FXInfo.uMaxFrames);
     m_Values = m_pParams->m_Params;
 
@@ -152,41 +232,56 @@ void OvMultibandCompressorFX::Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer
                 size_t(io_pBuffer->MaxFrames()) * io_pBuffer->NumChannels() * sizeof(float));
 
     UpdateCrossovers();
-    const uint32_t uNumBands = std::min(m_Values.uNumBands, OV_MULTIBANDCOMPRESSOR_NUM_BANDS);
-    m_Crossover.Process(m_BandSignal, uNumBands);
-    if (in_pKey)
-        m_KeyCrossover.Process(m_BandKey, uNumBands);
+    io_block.uFrames = n;
+    io_block.uNumBands = std::min(m_Values.uNumBands, OV_MULTIBANDCOMPRESSOR_NUM_BANDS);
+    return true;
+}
 
-    // Per-channel side chains of all bands are gathered and run four lanes at
-    // a time; a band touches only its own buffers and state, so the order in
-    // which the bands run does not change the output.
-    constexpr uint32_t kMaxLanes = 16;
-    OvCompressor::Lane lanes[kMaxLanes];
-    uint32_t uNumLanes = 0;
-    for (uint32_t b = 0; b < uNumBands; ++b) {
+void OvMultibandCompressorFX::CompressBands(const Block& in_block, OvCompressor::Lane* io_pLanes, uint32_t in_uRoom,
+                                            uint32_t& io_uNumLanes)
+{
+    for (uint32_t b = 0; b < in_block.uNumBands; ++b) {
         const OvMultibandCompressorBand& band = m_Values.band[b];
         OV::ApplyGainToBuffer(&m_BandSignal[b], m_fPrevBandInputGain[b], band.fBandInputGain, true);
         m_fPrevBandInputGain[b] = band.fBandInputGain;
         OvCompressor& compressor = m_Compressor[b];
-        if (in_pKey || compressor.IsPerChannel()) {
-            if (kMaxLanes - uNumLanes < compressor.GetNumSideChain()) {
-                OvCompressor::RunLanes(lanes, uNumLanes);
-                uNumLanes = 0;
+        if (in_block.pKey || compressor.IsPerChannel()) {
+            if (in_uRoom - io_uNumLanes < compressor.GetNumSideChain()) {
+                OvCompressor::RunLanes(io_pLanes, io_uNumLanes);
+                io_uNumLanes = 0;
             }
-            uNumLanes += compressor.CollectLanes(lanes + uNumLanes, kMaxLanes - uNumLanes, &m_BandSignal[b],
-                                                 in_pKey ? &m_BandKey[b] : nullptr, band.fThreshold,
-                                                 band.fRatio, band.fAttack, band.fRelease, band.fRange);
+            io_uNumLanes += compressor.CollectLanes(io_pLanes + io_uNumLanes, in_uRoom - io_uNumLanes,
+                                                    &m_BandSignal[b], in_block.pKey ? &m_BandKey[b] : nullptr,
+                                                    band.fThreshold, band.fRatio, band.fAttack, band.fRelease,
+                                                    band.fRange);
         } else {
             compressor.Process(&m_BandSignal[b], band.fThreshold, band.fRatio, band.fAttack, band.fRelease,
                                band.fRange);
         }
     }
-    OvCompressor::RunLanes(lanes, uNumLanes);
+}
 
+void OvMultibandCompressorFX::End(const Block& in_block)
+{
+    OvPipelineBuffer* io_pBuffer = in_block.pBuffer;
+    const uint32_t n = in_block.uFrames;
+    const uint32_t uNumBands = in_block.uNumBands;
     // The previous band output gains are updated inside the channel loop, so
     // only the first channel ramps and the others step; intended.
     const uint32_t uChannels = std::min(io_pBuffer->NumChannels(), m_BandSignal[0].NumChannels());
     for (uint32_t c = 0; c < uChannels; ++c) {
+        bool bSteady = true;
+        const float* pBands[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
+        float fGains[OV_MULTIBANDCOMPRESSOR_NUM_BANDS];
+        for (uint32_t b = 0; b < uNumBands; ++b) {
+            bSteady = bSteady && m_fPrevBandOutputGain[b] == m_Values.band[b].fBandOutputGain;
+            pBands[b] = m_BandSignal[b].GetChannel(c);
+            fGains[b] = m_Values.band[b].fBandOutputGain;
+        }
+        if (bSteady) {
+            SumBands(io_pBuffer->GetChannel(c), pBands, fGains, uNumBands, n);
+            continue;
+        }
         for (uint32_t b = 0; b < uNumBands; ++b) {
             OV::Mix2InterpAnyLength(io_pBuffer->GetChannel(c), m_BandSignal[b].GetChannel(c), 1.0f, 1.0f,
                                     m_fPrevBandOutputGain[b], m_Values.band[b].fBandOutputGain, n);

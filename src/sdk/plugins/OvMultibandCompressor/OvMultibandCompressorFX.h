@@ -36,6 +36,13 @@ public:
     void ProcessBlockWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
                              OvMeterWriter* io_pWriter);
 
+    // ProcessBlockWithKey on this compressor and on in_pOther (its own block
+    // and key; may be null): the two share the crossover and side-chain
+    // kernels' loops. The same bits as the two calls one after the other.
+    void ProcessBlocksWithKey(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey,
+                              OvMultibandCompressorFX* in_pOther, OvPipelineBuffer* io_pOtherBuffer,
+                              OvPipelineBuffer* in_pOtherKey);
+
     const OvCompressor& GetCompressor(uint32_t in_uBand) const { return m_Compressor[in_uBand]; }
 
 private:
@@ -45,7 +52,27 @@ private:
         uint32_t uMaxFrames = 0;
     };
 
-    void Run(OvPipelineBuffer* io_pBuffer, OvPipelineBuffer* in_pKey);
+    // One compressor's block as the phases below see it.
+    struct Block {
+        OvMultibandCompressorFX* pFx;
+        OvPipelineBuffer* pBuffer;
+        OvPipelineBuffer* pKey;  // null for self detection
+        uint32_t uFrames;
+        uint32_t uNumBands;
+    };
+
+    // Runs the blocks phase by phase, each phase over all blocks: gains and
+    // band loading, the crossovers, the compressors' side chains, the sums.
+    static void RunBlocks(Block* io_pBlocks, uint32_t in_uNumBlocks);
+    // Input gains, the band buffers loaded, the block zeroed, edges updated;
+    // false when there is nothing to run.
+    bool Begin(Block& io_block);
+    // Band input gains and the compressors; per-channel side chains are
+    // appended to io_pLanes (run when full).
+    void CompressBands(const Block& in_block, OvCompressor::Lane* io_pLanes, uint32_t in_uRoom,
+                       uint32_t& io_uNumLanes);
+    // The bands summed into the block with their output gains, then the output gain.
+    void End(const Block& in_block);
     void UpdateCrossovers();
     // Copies n frames of every channel as one run from the block's start into
     // band 0 and marks all bands as holding n frames.

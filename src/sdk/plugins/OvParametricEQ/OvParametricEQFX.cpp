@@ -67,26 +67,72 @@ void OvParametricEQFX::DesignBand(uint32_t in_uBand, const OvParametricEQBandPar
 
 void OvParametricEQFX::ProcessBlock(OvPipelineBuffer* io_pBuffer)
 {
+    ProcessBlockAlongside(io_pBuffer, nullptr, nullptr);
+}
+
+void OvParametricEQFX::ProcessBlockAlongside(OvPipelineBuffer* io_pBuffer, OvParametricEQFX* in_pOther,
+                                             OvPipelineBuffer* io_pOtherBuffer)
+{
+    Pass passes[2];
+    OvParametricEQFX* owners[2];
+    uint32_t uNumPasses = 0;
+    if (Begin(io_pBuffer, passes[uNumPasses]))
+        owners[uNumPasses++] = this;
+    if (in_pOther && in_pOther != this && in_pOther->Begin(io_pOtherBuffer, passes[uNumPasses]))
+        owners[uNumPasses++] = in_pOther;
+    uint32_t uRounds = 0;
+    for (uint32_t k = 0; k < uNumPasses; ++k)
+        uRounds = std::max(uRounds, passes[k].uNumBands);
+    // Two bands at a time, the second a step behind the first: each channel
+    // still runs its bands in order.
+    OvBiquadBatch batch;
+    for (uint32_t r = 0; r < uRounds; ++r) {
+        if (r % 2)
+            batch.NextStage();
+        for (uint32_t k = 0; k < uNumPasses; ++k)
+            owners[k]->QueueRound(passes[k], r, batch);
+        if (r % 2)
+            batch.Run();
+    }
+    batch.Run();
+    for (uint32_t k = 0; k < uNumPasses; ++k)
+        owners[k]->End(passes[k]);
+}
+
+bool OvParametricEQFX::Begin(OvPipelineBuffer* io_pBuffer, Pass& out_pass)
+{
+    if (io_pBuffer == nullptr)
+        return false;
     const uint32_t frames = io_pBuffer->uValidFrames;
     if (m_pParams == nullptr || m_uNumProcessedChannels == 0 || frames == 0)
-        return;
-    bool bOn[OV_PARAMETRICEQ_NUM_BANDS];
+        return false;
+    out_pass.pBuffer = io_pBuffer;
+    out_pass.uFrames = frames;
+    out_pass.uNumBands = 0;
     for (uint32_t band = 0; band < OV_PARAMETRICEQ_NUM_BANDS; ++band) {
-        bOn[band] = m_pParams->m_Bands[band].bOn != 0;
+        if (m_pParams->m_Bands[band].bOn != 0)
+            out_pass.uBands[out_pass.uNumBands++] = band;
         if (m_pParams->m_bBandChanged[band]) {
             DesignBand(band, m_pParams->m_Bands[band]);
             m_pParams->m_bBandChanged[band] = 0;
         }
     }
-    const float fGain = std::pow(10.0f, m_pParams->fOutputGain * 0.05f);
+    out_pass.fGain = std::pow(10.0f, m_pParams->fOutputGain * 0.05f);
+    out_pass.uChannels = std::min(m_uNumProcessedChannels, io_pBuffer->NumChannels());
+    return true;
+}
 
-    const uint32_t channels = std::min(m_uNumProcessedChannels, io_pBuffer->NumChannels());
-    for (uint32_t c = 0; c < channels; ++c) {
-        float* pChannel = io_pBuffer->GetChannel(c);
-        for (uint32_t band = 0; band < OV_PARAMETRICEQ_NUM_BANDS; ++band)
-            if (bOn[band])
-                m_Filters[band].ProcessSamples(pChannel, frames, c);
-    }
-    OV::ApplyGainToBuffer(io_pBuffer, m_fPrevOutputGain, fGain, m_pParams->bProcessLFE != 0);
-    m_fPrevOutputGain = fGain;
+void OvParametricEQFX::QueueRound(const Pass& in_pass, uint32_t in_uRound, OvBiquadBatch& io_batch)
+{
+    if (in_uRound >= in_pass.uNumBands)
+        return;
+    OvBiquadMulti& filter = m_Filters[in_pass.uBands[in_uRound]];
+    for (uint32_t c = 0; c < in_pass.uChannels; ++c)
+        filter.QueueSamples(io_batch, in_pass.pBuffer->GetChannel(c), in_pass.uFrames, c);
+}
+
+void OvParametricEQFX::End(const Pass& in_pass)
+{
+    OV::ApplyGainToBuffer(in_pass.pBuffer, m_fPrevOutputGain, in_pass.fGain, m_pParams->bProcessLFE != 0);
+    m_fPrevOutputGain = in_pass.fGain;
 }

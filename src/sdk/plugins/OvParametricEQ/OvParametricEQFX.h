@@ -23,6 +23,11 @@ public:
     // again at the next block and ramps the output gain from Init's value.
     OvResult Reset() override;
     void ProcessBlock(OvPipelineBuffer* io_pBuffer) override;
+    // ProcessBlock on io_pBuffer and in_pOther's ProcessBlock on its own
+    // io_pOtherBuffer (in_pOther may be null): the two run their bands side by
+    // side. The same bits as the two calls one after the other.
+    void ProcessBlockAlongside(OvPipelineBuffer* io_pBuffer, OvParametricEQFX* in_pOther,
+                               OvPipelineBuffer* io_pOtherBuffer);
 
     // Designs band in_uBand from its record; the gain uses powf.
     void DesignBand(uint32_t in_uBand, const OvParametricEQBandParams& in_band);
@@ -31,6 +36,21 @@ public:
     uint32_t NumProcessedChannels() const { return m_uNumProcessedChannels; }
 
 private:
+    // One block's work: the bands that are on, in order, and the gain.
+    struct Pass {
+        OvPipelineBuffer* pBuffer;
+        uint32_t uFrames;
+        uint32_t uChannels;
+        uint32_t uNumBands;
+        uint32_t uBands[OV_PARAMETRICEQ_NUM_BANDS];
+        float fGain;
+    };
+    // Designs changed bands and fills the pass; false when nothing runs.
+    bool Begin(OvPipelineBuffer* io_pBuffer, Pass& out_pass);
+    // Queues the in_uRound-th band that is on, for every channel.
+    void QueueRound(const Pass& in_pass, uint32_t in_uRound, OvBiquadBatch& io_batch);
+    void End(const Pass& in_pass);
+
     OvParametricEQFXParams* m_pParams = nullptr;
     IOvMemAlloc* m_pAllocator = nullptr;
     OvBiquadMulti m_Filters[OV_PARAMETRICEQ_NUM_BANDS];

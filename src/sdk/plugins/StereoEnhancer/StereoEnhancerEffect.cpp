@@ -1,5 +1,7 @@
 #include "sdk/plugins/StereoEnhancer/StereoEnhancerEffect.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -22,6 +24,51 @@ OvPipelineBuffer MonoView(float* in_pfChannel, OvChannelConfig in_monoConfig, ui
     view.AttachContiguousDeinterleaved(in_pfChannel, in_monoConfig, in_uMaxFrames, uint16_t(in_uFrames));
     view.eState = in_eState;
     return view;
+}
+
+// Mid and side in place of left and right: L + R, L - R (no factor of one
+// half: the decode halves).
+void Encode(float* io_pfL, float* io_pfR, uint32_t in_uFrames)
+{
+    uint32_t i = 0;
+    for (; i + 4 <= in_uFrames; i += 4) {
+        const __m128 l = _mm_loadu_ps(io_pfL + i), r = _mm_loadu_ps(io_pfR + i);
+        _mm_storeu_ps(io_pfL + i, _mm_add_ps(l, r));
+        _mm_storeu_ps(io_pfR + i, _mm_sub_ps(l, r));
+    }
+    for (; i < in_uFrames; ++i) {
+        const float l = io_pfL[i], r = io_pfR[i];
+        io_pfL[i] = l + r;
+        io_pfR[i] = l - r;
+    }
+}
+
+// Left and right back from mid and side, (M + S) / 2 and (M - S) / 2, plus
+// the wet channels when there are any. The same sums, four frames at a time.
+void Decode(float* io_pfL, float* io_pfR, const float* in_pfWetL, const float* in_pfWetR, uint32_t in_uFrames)
+{
+    const __m128 half = _mm_set1_ps(0.5f);
+    uint32_t i = 0;
+    for (; i + 4 <= in_uFrames; i += 4) {
+        const __m128 m = _mm_loadu_ps(io_pfL + i), s = _mm_loadu_ps(io_pfR + i);
+        __m128 l = _mm_mul_ps(_mm_add_ps(m, s), half);
+        __m128 r = _mm_mul_ps(_mm_sub_ps(m, s), half);
+        if (in_pfWetL) {
+            l = _mm_add_ps(l, _mm_loadu_ps(in_pfWetL + i));
+            r = _mm_add_ps(r, _mm_loadu_ps(in_pfWetR + i));
+        }
+        _mm_storeu_ps(io_pfL + i, l);
+        _mm_storeu_ps(io_pfR + i, r);
+    }
+    for (; i < in_uFrames; ++i) {
+        const float m = io_pfL[i], s = io_pfR[i];
+        io_pfL[i] = (m + s) * 0.5f;
+        io_pfR[i] = (m - s) * 0.5f;
+        if (in_pfWetL) {
+            io_pfL[i] += in_pfWetL[i];
+            io_pfR[i] += in_pfWetR[i];
+        }
+    }
 }
 
 }  // namespace
@@ -140,10 +187,9 @@ void StereoEnhancerEffect::ShapeSpectrum(OvPipelineBuffer* io_pMid, OvPipelineBu
     std::memcpy(pfSideKey, io_pSide->GetData(), in_uFrames * sizeof(float));
     OvPipelineBuffer midKey = MonoView(pfMidKey, m_MonoConfig, m_uMaxFrames, in_uFrames, io_pMid->eState);
     OvPipelineBuffer sideKey = MonoView(pfSideKey, m_MonoConfig, m_uMaxFrames, in_uFrames, io_pSide->eState);
-    m_pMidKeyEQ->ProcessBlock(&midKey);
-    m_pSideKeyEQ->ProcessBlock(&sideKey);
-    m_pMidCompressor->ProcessBlockWithKey(io_pMid, &midKey, nullptr);
-    m_pSideCompressor->ProcessBlockWithKey(io_pSide, &sideKey, nullptr);
+    m_pMidKeyEQ->ProcessBlockAlongside(&midKey, m_pSideKeyEQ, &sideKey);
+    // Mid and side are independent: their compressors run side by side.
+    m_pMidCompressor->ProcessBlocksWithKey(io_pMid, &midKey, m_pSideCompressor, io_pSide, &sideKey);
 }
 
 bool StereoEnhancerEffect::RunAmbience(const float* in_pfSide, uint32_t in_uFrames, uint32_t in_uMaxFrames,
@@ -181,11 +227,7 @@ void StereoEnhancerEffect::ProcessBlock(OvPipelineBuffer* io_pBuffer)
     // With no frames (the blocks that drain a tail) the side gain waits for
     // audio, and the embedded EQs and compressors are not called.
     if (n != 0) {
-        for (uint32_t i = 0; i < n; ++i) {
-            const float l = pfL[i], r = pfR[i];
-            pfL[i] = l + r;  // no factor of one half: the decode halves
-            pfR[i] = l - r;
-        }
+        Encode(pfL, pfR, n);
         OvPipelineBuffer mid = MonoView(pfL, m_MonoConfig, io_pBuffer->MaxFrames(), n, io_pBuffer->eState);
         OvPipelineBuffer side = MonoView(pfR, m_MonoConfig, io_pBuffer->MaxFrames(), n, io_pBuffer->eState);
 
@@ -195,19 +237,14 @@ void StereoEnhancerEffect::ProcessBlock(OvPipelineBuffer* io_pBuffer)
 
         if (params.bSpectrumShaper)
             ShapeSpectrum(&mid, &side, n);
-        m_pMidEQ->ProcessBlock(&mid);
-        m_pSideEQ->ProcessBlock(&side);
+        m_pMidEQ->ProcessBlockAlongside(&mid, m_pSideEQ, &side);
     }
 
     OvPipelineBuffer wet;
     if (params.uAmbience != 0 && RunAmbience(pfR, n, uMaxFrames, io_pBuffer->eState, &wet)) {
         const float* pfWetL = wet.GetChannel(0);
         const float* pfWetR = wet.GetChannel(1);
-        for (uint32_t i = 0; i < n; ++i) {
-            const float m = pfL[i], s = pfR[i];
-            pfL[i] = (m + s) * 0.5f + pfWetL[i];
-            pfR[i] = (m - s) * 0.5f + pfWetR[i];
-        }
+        Decode(pfL, pfR, pfWetL, pfWetR, n);
         // The reverb's tail: no dry part.
         const uint32_t uWetFrames = std::min<uint32_t>(wet.uValidFrames, uMaxFrames);
         for (uint32_t i = n; i < uWetFrames; ++i) {
@@ -218,11 +255,7 @@ void StereoEnhancerEffect::ProcessBlock(OvPipelineBuffer* io_pBuffer)
         io_pBuffer->eState = wet.eState;
         return;
     }
-    for (uint32_t i = 0; i < n; ++i) {
-        const float m = pfL[i], s = pfR[i];
-        pfL[i] = (m + s) * 0.5f;
-        pfR[i] = (m - s) * 0.5f;
-    }
+    Decode(pfL, pfR, nullptr, nullptr, n);
 }
 
 IOvEffect* CreateStereoEnhancerEffect(IOvMemAlloc* in_pAllocator)

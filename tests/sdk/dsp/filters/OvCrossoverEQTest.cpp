@@ -1,10 +1,15 @@
 // The crossover measured from its impulse responses: bands against the
 // closed-form Linkwitz-Riley magnitudes, their sum against the product of the
-// edges' allpasses (flat magnitude), edges and the 45 % clamp, fewer bands.
+// edges' allpasses (flat magnitude), edges and the 45 % clamp, fewer bands;
+// and the split, run in rounds through the batch kernel, against the plain
+// band-by-band loop, bit for bit.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <complex>
+#include <cstring>
+#include <iterator>
+#include <random>
 #include <vector>
 
 #include "ov/OvMemAllocDefault.h"
@@ -137,6 +142,97 @@ TEST(OvCrossoverEQ, EdgeIsSixDecibelsDownOnBothSidesAndClampedAtFortyFivePercent
                 // Float coefficients cost a few hundredths of a dB at 40 Hz.
                 EXPECT_NEAR(testsupport::MagnitudeDb(split.bands[b], at, kRate), -6.0206, 0.05)
                     << "order " << (fourthOrder ? 4 : 2) << " edge " << edgeHz << " band " << b;
+        }
+    }
+}
+
+// The band-by-band form of the split, filter by filter on one channel:
+// copy band b to b + 1, the low side and the higher allpasses on band b, the
+// allpasses of absent edges stepped over, the high side on band b + 1.
+void ReferenceSplit(OvCrossoverEQ& crossover, std::vector<float*> bands, uint32_t numBands, uint32_t channel,
+                    uint32_t frames)
+{
+    const uint32_t sections = crossover.IsFourthOrder() ? 2 : 1;
+    uint32_t i = 0;
+    for (uint32_t b = 0; b + 1 < numBands; ++b) {
+        std::copy(bands[b], bands[b] + frames, bands[b + 1]);
+        for (uint32_t k = 0; k < numBands - b - 2 + sections; ++k)
+            crossover.Filter(channel, i++)->ProcessSamples(bands[b], frames);
+        i += MAX_CROSSOVER_BANDS - numBands;
+        for (uint32_t k = 0; k < sections; ++k)
+            crossover.Filter(channel, i++)->ProcessSamples(bands[b + 1], frames);
+    }
+}
+
+TEST(OvCrossoverEQ, RoundsGiveTheBitsOfTheBandByBandSplitAloneAndSideBySide)
+{
+    const uint32_t lengths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 255, 256, 257};
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
+    for (bool fourthOrder : {false, true}) {
+        for (uint32_t channels : {1u, 2u}) {
+            // Two crossovers split side by side with their own band counts;
+            // each has a twin that runs the reference.
+            OvCrossoverEQ crossover[2], twin[2];
+            for (uint32_t x = 0; x < 2; ++x) {
+                for (OvCrossoverEQ* c : {&crossover[x], &twin[x]}) {
+                    ASSERT_EQ(c->Init(OV::DefaultAllocator(), uint16_t(channels), MAX_CROSSOVER_BANDS, fourthOrder),
+                              OV_Success);
+                    for (uint32_t e = 0; e < 4; ++e)
+                        c->SetEdge(e, float(kRate), kEdgesHz[e] * (x + 1.0f));
+                }
+            }
+            // An odd stride leaves channel 1 off the 16-byte grid.
+            const uint32_t stride = 259;
+            std::vector<PlanarBlock> blocks, reference;
+            for (uint32_t b = 0; b < 2 * MAX_CROSSOVER_BANDS; ++b) {
+                blocks.emplace_back(channels, stride);
+                reference.emplace_back(channels, stride);
+            }
+            for (uint32_t step = 0; step < 3 * std::size(lengths); ++step) {
+                const uint32_t frames = lengths[step % std::size(lengths)];
+                const uint32_t numBands[2] = {5 - step % 4, 1 + step % 5};
+                SCOPED_TRACE(testing::Message() << "order " << (fourthOrder ? 4 : 2) << ", " << channels
+                                                << " channels, step " << step);
+                OvPipelineBuffer bands[2][MAX_CROSSOVER_BANDS];
+                for (uint32_t x = 0; x < 2; ++x) {
+                    for (uint32_t c = 0; c < channels; ++c) {
+                        float* in = blocks[x * MAX_CROSSOVER_BANDS].Channel(c);
+                        for (uint32_t i = 0; i < frames; ++i)
+                            in[i] = sample(rng);
+                        std::vector<float*> ref;
+                        for (uint32_t b = 0; b < MAX_CROSSOVER_BANDS; ++b)
+                            ref.push_back(reference[x * MAX_CROSSOVER_BANDS + b].Channel(c));
+                        std::copy(in, in + frames, ref[0]);
+                        ReferenceSplit(twin[x], ref, numBands[x], c, frames);
+                    }
+                    for (uint32_t b = 0; b < MAX_CROSSOVER_BANDS; ++b) {
+                        bands[x][b] = blocks[x * MAX_CROSSOVER_BANDS + b].buffer;
+                        bands[x][b].uValidFrames = uint16_t(frames);
+                    }
+                }
+                // Alone in odd steps, side by side in even ones.
+                if (step % 2) {
+                    crossover[0].Process(bands[0], numBands[0]);
+                    crossover[1].Process(bands[1], numBands[1]);
+                } else {
+                    const OvCrossoverEQ::Split splits[2] = {{&crossover[0], bands[0], numBands[0]},
+                                                            {&crossover[1], bands[1], numBands[1]}};
+                    OvCrossoverEQ::ProcessSplits(splits, 2);
+                }
+                for (uint32_t x = 0; x < 2; ++x)
+                    for (uint32_t b = 0; b < numBands[x]; ++b)
+                        for (uint32_t c = 0; c < channels; ++c)
+                            ASSERT_EQ(std::memcmp(blocks[x * MAX_CROSSOVER_BANDS + b].Channel(c),
+                                                  reference[x * MAX_CROSSOVER_BANDS + b].Channel(c),
+                                                  frames * sizeof(float)),
+                                      0)
+                                << "crossover " << x << " band " << b << " channel " << c;
+            }
+            for (uint32_t x = 0; x < 2; ++x) {
+                crossover[x].Shutdown(OV::DefaultAllocator());
+                twin[x].Shutdown(OV::DefaultAllocator());
+            }
         }
     }
 }
