@@ -9,11 +9,7 @@
 #define OV_BATCH_SSE2 1
 #endif
 
-// Not on Windows: GCC there may spill 256-bit registers with aligned moves to
-// stack slots that the Win64 ABI aligns to 16 bytes only (GCC bug 54412), so
-// those builds keep the SSE2 kernel.
-#if OV_BATCH_SSE2 && (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__)) && \
-    !defined(_WIN32)
+#if OV_BATCH_SSE2 && (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
 #include <immintrin.h>
 #define OV_BATCH_AVX 1
 #define OV_AVX_INLINE __attribute__((target("avx"), always_inline)) inline

@@ -9,7 +9,7 @@
 // Two kernels: SSE2 (the default) runs two jobs' steps in one loop; AVX,
 // where the processor and the operating system have it, puts two jobs'
 // four-sample forms in one 256-bit register, two registers per loop (four
-// jobs). The choice is made once per process; Windows builds keep SSE2.
+// jobs). The choice is made once per process.
 #pragma once
 
 #include <cstdint>
