@@ -37,6 +37,13 @@ struct U8 {
         const __m128i bytes = _mm_cvtsi32_si128(word);
         return Scale(_mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero));
     }
+    static void Load8(const Sample* p, __m128* a, __m128* b)
+    {
+        const __m128i zero = _mm_setzero_si128();
+        const __m128i words = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)), zero);
+        *a = Scale(_mm_unpacklo_epi16(words, zero));
+        *b = Scale(_mm_unpackhi_epi16(words, zero));
+    }
     static __m128 Gather(const Sample* p, size_t step)
     {
         return Scale(_mm_setr_epi32(p[0], p[step], p[2 * step], p[3 * step]));
@@ -54,6 +61,11 @@ struct U8 {
         v = _mm_packus_epi16(v, v);
         const int32_t word = _mm_cvtsi128_si32(v);
         std::memcpy(p, &word, 4);
+    }
+    static void Store8(Sample* p, __m128 a, __m128 b)
+    {
+        const __m128i v = _mm_packs_epi32(Ints(a), Ints(b));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(v, v));
     }
     static void Scatter(Sample* p, size_t step, __m128 x)
     {
@@ -74,6 +86,12 @@ struct S16 {
         const __m128i words = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
         return Scale(_mm_srai_epi32(_mm_unpacklo_epi16(words, words), 16));
     }
+    static void Load8(const Sample* p, __m128* a, __m128* b)
+    {
+        const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        *a = Scale(_mm_srai_epi32(_mm_unpacklo_epi16(words, words), 16));
+        *b = Scale(_mm_srai_epi32(_mm_unpackhi_epi16(words, words), 16));
+    }
     static __m128 Gather(const Sample* p, size_t step)
     {
         return Scale(_mm_setr_epi32(p[0], p[step], p[2 * step], p[3 * step]));
@@ -89,6 +107,10 @@ struct S16 {
         const __m128i v = Ints(x);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(v, v));
     }
+    static void Store8(Sample* p, __m128 a, __m128 b)
+    {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(Ints(a), Ints(b)));
+    }
     static void Scatter(Sample* p, size_t step, __m128 x)
     {
         alignas(16) int32_t lanes[4];
@@ -98,7 +120,22 @@ struct S16 {
     }
 };
 
-struct S32 {
+// Eight samples as two steps of four, for the formats whose four fill a register.
+template <typename F, typename Sample>
+struct TwoSteps {
+    static void Load8(const Sample* p, __m128* a, __m128* b)
+    {
+        *a = F::Load(p);
+        *b = F::Load(p + 4);
+    }
+    static void Store8(Sample* p, __m128 a, __m128 b)
+    {
+        F::Store(p, a);
+        F::Store(p + 4, b);
+    }
+};
+
+struct S32 : TwoSteps<S32, int32_t> {
     using Sample = int32_t;
     static float ToFloat(Sample s) { return S32ToFloat(s); }
     static Sample FromFloat(float x) { return FloatToS32(x); }
@@ -126,7 +163,7 @@ struct S32 {
     }
 };
 
-struct F32 {
+struct F32 : TwoSteps<F32, float> {
     using Sample = float;
     static float ToFloat(Sample s) { return FloatToFloat(s); }
     static Sample FromFloat(float x) { return FloatToFloat(x); }
@@ -145,7 +182,7 @@ struct F32 {
     }
 };
 
-struct F64 {
+struct F64 : TwoSteps<F64, double> {
     using Sample = double;
     static float ToFloat(Sample s) { return DoubleToFloat(s); }
     static Sample FromFloat(float x) { return FloatToDouble(x); }
@@ -184,8 +221,8 @@ void ToPlanesOf(const void* input, float* planes, uint32_t frames, uint32_t chan
         float* right = planes + stride;
         uint32_t i = 0;
         for (; i + 4 <= frames; i += 4) {
-            const __m128 a = F::Load(in + size_t(i) * 2);      // l0 r0 l1 r1
-            const __m128 b = F::Load(in + size_t(i) * 2 + 4);  // l2 r2 l3 r3
+            __m128 a, b;  // l0 r0 l1 r1, l2 r2 l3 r3
+            F::Load8(in + size_t(i) * 2, &a, &b);
             _mm_storeu_ps(left + i, _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)));
             _mm_storeu_ps(right + i, _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1)));
         }
@@ -223,8 +260,7 @@ void FromPlanesOf(const float* planes, void* output, uint32_t frames, uint32_t c
         for (; i + 4 <= frames; i += 4) {
             const __m128 l = _mm_loadu_ps(left + i);
             const __m128 r = _mm_loadu_ps(right + i);
-            F::Store(out + size_t(i) * 2, _mm_unpacklo_ps(l, r));
-            F::Store(out + size_t(i) * 2 + 4, _mm_unpackhi_ps(l, r));
+            F::Store8(out + size_t(i) * 2, _mm_unpacklo_ps(l, r), _mm_unpackhi_ps(l, r));
         }
         for (; i < frames; ++i) {
             out[size_t(i) * 2] = F::FromFloat(left[i]);
