@@ -115,26 +115,28 @@ int32_t AudioFifo::Write(const void* const* in, int32_t n)
         if (!Grow(int32_t(wanted)))
             return kErrNoMemory;
     }
-    const int64_t ringBytes = int64_t(capacity) * bytesPerFrame;
     const int64_t bytes = int64_t(n) * bytesPerFrame;
     for (int32_t p = 0; p < planes; ++p) {
         if (!in[p])
             return kErrFault;
     }
-    for (int32_t p = 0; p < planes; ++p) {
-        Ring& ring = rings[p];
-        const uint8_t* src = static_cast<const uint8_t*>(in[p]);
-        const int64_t first = bytes < ringBytes - ring.writePos ? bytes : ringBytes - ring.writePos;
-        std::memcpy(ring.data + ring.writePos, src, size_t(first));
-        if (bytes > first)
-            std::memcpy(ring.data, src + first, size_t(bytes - first));
-        ring.writePos = (ring.writePos + bytes) % ringBytes;
-    }
+    for (int32_t p = 0; p < planes; ++p)
+        PutBytes(rings[p], static_cast<const uint8_t*>(in[p]), bytes);
     frames += n;
     return n;
 }
 
-int32_t AudioFifo::Read(void* const* out, int32_t n)
+void AudioFifo::PutBytes(Ring& ring, const uint8_t* src, int64_t bytes)
+{
+    const int64_t ringBytes = int64_t(capacity) * bytesPerFrame;
+    const int64_t first = bytes < ringBytes - ring.writePos ? bytes : ringBytes - ring.writePos;
+    std::memcpy(ring.data + ring.writePos, src, size_t(first));
+    if (bytes > first)
+        std::memcpy(ring.data, src + first, size_t(bytes - first));
+    ring.writePos = (ring.writePos + bytes) % ringBytes;
+}
+
+int32_t AudioFifo::Peek(void* const* out, int32_t n) const
 {
     if (n < 0)
         return kErrInvalid;
@@ -151,15 +153,54 @@ int32_t AudioFifo::Read(void* const* out, int32_t n)
     const int64_t ringBytes = int64_t(capacity) * bytesPerFrame;
     const int64_t bytes = int64_t(n) * bytesPerFrame;
     for (int32_t p = 0; p < planes; ++p) {
-        Ring& ring = rings[p];
+        const Ring& ring = rings[p];
         uint8_t* dst = static_cast<uint8_t*>(out[p]);
         const int64_t first = bytes < ringBytes - ring.readPos ? bytes : ringBytes - ring.readPos;
         std::memcpy(dst, ring.data + ring.readPos, size_t(first));
         if (bytes > first)
             std::memcpy(dst + first, ring.data, size_t(bytes - first));
-        ring.readPos = (ring.readPos + bytes) % ringBytes;
     }
-    frames -= n;
+    return n;
+}
+
+int32_t AudioFifo::Read(void* const* out, int32_t n)
+{
+    const int32_t got = Peek(out, n);
+    if (got > 0)
+        Drain(got);
+    return got;
+}
+
+int32_t AudioFifo::Transfer(AudioFifo& to, int32_t n)
+{
+    if (n < 0 || &to == this || to.planes != planes || to.bytesPerFrame != bytesPerFrame)
+        return kErrInvalid;
+    if (n > frames)
+        n = frames;
+    if (n == 0)
+        return 0;
+    if (kMaxFrames - to.frames < n)
+        return kErrInvalid;
+    if (to.capacity - to.frames < n) {
+        const int64_t wanted = (int64_t(to.frames) + n) * 2;
+        if (wanted * bytesPerFrame > kMaxBytes)
+            return kErrInvalid;
+        if (!to.Grow(int32_t(wanted)))
+            return kErrNoMemory;
+    }
+    // The stored frames lie in at most two pieces of each ring, at the same
+    // offsets in every ring.
+    const int64_t ringBytes = int64_t(capacity) * bytesPerFrame;
+    const int64_t bytes = int64_t(n) * bytesPerFrame;
+    for (int32_t p = 0; p < planes; ++p) {
+        const Ring& ring = rings[p];
+        const int64_t first = bytes < ringBytes - ring.readPos ? bytes : ringBytes - ring.readPos;
+        to.PutBytes(to.rings[p], ring.data + ring.readPos, first);
+        if (bytes > first)
+            to.PutBytes(to.rings[p], ring.data, bytes - first);
+    }
+    to.frames += n;
+    Drain(n);
     return n;
 }
 

@@ -20,6 +20,13 @@ public:
     int32_t Write(const void* const* planes, int32_t n);
     // Reads up to n frames into contiguous caller planes; returns the count.
     int32_t Read(void* const* planes, int32_t n);
+    // Copies up to n frames into contiguous caller planes and keeps them;
+    // returns the count.
+    int32_t Peek(void* const* planes, int32_t n) const;
+    // Moves up to n frames to the end of to, which must have the same frame
+    // layout, ring to ring; to grows as a Write of them would make it.
+    // Returns the count moved, or a negative error with both FIFOs as they were.
+    int32_t Transfer(AudioFifo& to, int32_t n);
     // Discards up to n frames; returns 0 or a negative error.
     int32_t Drain(int32_t n);
     void Reset();
@@ -35,6 +42,8 @@ private:
     };
 
     bool Grow(int32_t newCapacity);
+    // Appends bytes to one ring at its write position, across its end if need be.
+    void PutBytes(Ring& ring, const uint8_t* src, int64_t bytes);
     void ReleaseRings();
 
     Ring* rings = nullptr;

@@ -110,7 +110,7 @@ bool AudioEffectsImpl::Init(AUDIO_SAMPLEFORMAT format, uint32_t channels_, uint3
     endOfStream = false;
     ReleaseSteps();
 
-    LXAudioEffectsProcessor* chain = new (std::nothrow) LXAudioEffectsProcessorImpl(factories);
+    LXAudioEffectsProcessorImpl* chain = new (std::nothrow) LXAudioEffectsProcessorImpl(factories);
     if (!chain) {
         Log(0, "Create audio effect instance failed.");
         return Fail();
@@ -191,31 +191,60 @@ void AudioEffectsImpl::Push(const void* data, uint32_t bytes, int32_t timestamp_
     for (;;) {
         if (uint32_t(inFifo->Size()) < bufferFrames && !endOfStream)
             break;
-        std::memset(outBuffer, 0, size_t(frameBytes) * bufferFrames);
-        uint32_t validSampleCount = 0;
-        if (inFifo->Size() > 0) {
-            void* planes[1] = {outBuffer};
-            const int32_t got = inFifo->Read(planes, int32_t(bufferFrames));
-            if (got > 0)
-                validSampleCount = uint32_t(got);
-        }
         bool done = endOfStream;
-        if (done || validSampleCount > 0) {
-            const uint32_t given = validSampleCount;
-            processor->Process(outBuffer, &validSampleCount, &done, timestamp < 0 ? 0 : timestamp);
-            if (given != 0 && timestamp > 0) {
-                // A position of exactly 0 stays 0; intended.
-                const double next = double(timestamp) + double(given) / sampleRate * 1000.0;
-                timestamp = next < 2147483647.0 ? int32_t(next) : 2147483647;
-            }
-            if (validSampleCount > 0) {
-                const void* planes[1] = {outBuffer};
-                outFifo->Write(planes, int32_t(validSampleCount));
-            }
+        const uint32_t given = processor->PassesThrough() ? PassBlockThrough() : ProcessBlock(&done);
+        if (given != 0 && timestamp > 0) {
+            // A position of exactly 0 stays 0; intended.
+            const double next = double(timestamp) + double(given) / sampleRate * 1000.0;
+            timestamp = next < 2147483647.0 ? int32_t(next) : 2147483647;
         }
         if (done)
             break;
     }
+}
+
+// Takes one block from inFifo into outBuffer, zero beyond the frames read,
+// runs the chain on it and writes what comes back to outFifo. Returns the
+// frames given to the chain.
+uint32_t AudioEffectsImpl::ProcessBlock(bool* done)
+{
+    const size_t frameBytes = size_t(bytesPerSample) * channels;
+    uint32_t validSampleCount = 0;
+    if (inFifo->Size() > 0) {
+        void* planes[1] = {outBuffer};
+        const int32_t got = inFifo->Read(planes, int32_t(bufferFrames));
+        if (got > 0)
+            validSampleCount = uint32_t(got);
+    }
+    std::memset(outBuffer + frameBytes * validSampleCount, 0, frameBytes * (bufferFrames - validSampleCount));
+    if (!*done && validSampleCount == 0)
+        return 0;
+    const uint32_t given = validSampleCount;
+    processor->Process(outBuffer, &validSampleCount, done, timestamp < 0 ? 0 : timestamp);
+    if (validSampleCount > 0) {
+        const void* planes[1] = {outBuffer};
+        outFifo->Write(planes, int32_t(validSampleCount));
+    }
+    return given;
+}
+
+// The same block when the chain would give it back unchanged: it goes from
+// inFifo to outFifo ring to ring. Of outBuffer only its first frame is ever
+// read again (by the frame an empty drain takes) before a block overwrites
+// it, so only that frame is kept as the full path leaves it.
+uint32_t AudioEffectsImpl::PassBlockThrough()
+{
+    const size_t frameBytes = size_t(bytesPerSample) * channels;
+    void* planes[1] = {outBuffer};
+    if (inFifo->Peek(planes, 1) != 1)
+        std::memset(outBuffer, 0, frameBytes);
+    const int32_t moved = inFifo->Transfer(*outFifo, int32_t(bufferFrames));
+    if (moved >= 0)
+        return uint32_t(moved);
+    // outFifo could not take the block: it is lost, as a failed write loses it.
+    const int32_t lost = inFifo->Size() < int32_t(bufferFrames) ? inFifo->Size() : int32_t(bufferFrames);
+    inFifo->Drain(lost);
+    return uint32_t(lost);
 }
 
 void AudioEffectsImpl::Pull(void* data, uint32_t* bytes, bool* end)

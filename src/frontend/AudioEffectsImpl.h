@@ -15,6 +15,7 @@
 
 class AudioFifo;
 class LXAudioEffectsProcessor;
+class LXAudioEffectsProcessorImpl;
 
 namespace audiofx {
 
@@ -84,6 +85,9 @@ private:
     void ReleaseSteps();
     bool Fail();
     void ApplyStoredSettings();
+    // One pass of the block loop, through the chain or past it; mutex held.
+    uint32_t ProcessBlock(bool* done);
+    uint32_t PassBlockThrough();
     // Stores a switch and passes it on, with its log line, when a chain exists.
     void SetSwitch(Slot slot, bool on);
     // Logs a switch and passes it to the chain; mutex held.
@@ -99,7 +103,7 @@ private:
     // every setter stores and forwards under it.
     std::mutex mutex;
     const ProcessorFactories& factories;
-    LXAudioEffectsProcessor* processor = nullptr;
+    LXAudioEffectsProcessorImpl* processor = nullptr;
     AudioFifo* inFifo = nullptr;
     AudioFifo* outFifo = nullptr;
     uint8_t* outBuffer = nullptr;

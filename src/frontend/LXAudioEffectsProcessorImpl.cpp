@@ -157,11 +157,24 @@ void LXAudioEffectsProcessorImpl::Process(void* data, uint32_t* frames, bool* do
     std::lock_guard<std::mutex> lock(mutex);
     if (!floatBuffer)
         return;
-    std::memset(floatBuffer, 0, floatBufferBytes);
     if (*frames > maxFrames)
         *frames = maxFrames;
-    if (inputConverter && *frames > 0)
+    // Nothing to run, and the way through float and back gives every sample
+    // back as it came: the block is already its own output.
+    if (PassesThroughLocked())
+        return;
+    // The block enters with zeros beyond *frames; what the converter writes
+    // needs no clearing first.
+    if (inputConverter && data && *frames > 0 && inputConverter->FillsPlanes()) {
+        for (uint32_t c = 0; c < channels; ++c)
+            std::memset(floatBuffer + size_t(c) * maxFrames + *frames, 0,
+                        size_t(maxFrames - *frames) * sizeof(float));
         inputConverter->Convert(data, floatBuffer, *frames);
+    } else {
+        std::memset(floatBuffer, 0, floatBufferBytes);
+        if (inputConverter && *frames > 0)
+            inputConverter->Convert(data, floatBuffer, *frames);
+    }
 
     for (Slot slot : kProcessOrder) {
         if (AudioProcessor* effect = effects[Index(slot)]) {
@@ -173,6 +186,26 @@ void LXAudioEffectsProcessorImpl::Process(void* data, uint32_t* frames, bool* do
 
     if (outputConverter && *frames != 0)
         outputConverter->Convert(floatBuffer, data, *frames);
+}
+
+bool LXAudioEffectsProcessorImpl::PassesThroughLocked() const
+{
+    if (!floatBuffer)
+        return false;
+    for (const AudioProcessor* effect : effects)
+        if (effect)
+            return false;
+    // 8-bit and 16-bit samples are exact in float and come back unchanged;
+    // planar float is not converted at all. 32-bit rounds, float and double
+    // lose NaN and infinity, double its precision.
+    return sampleFormat == AUDIO_SAMPLEFORMAT_U8 || sampleFormat == AUDIO_SAMPLEFORMAT_S16 ||
+           sampleFormat == AUDIO_SAMPLEFORMAT_PLANAR_FLOAT;
+}
+
+bool LXAudioEffectsProcessorImpl::PassesThrough()
+{
+    std::lock_guard<std::mutex> lock(mutex);
+    return PassesThroughLocked();
 }
 
 void LXAudioEffectsProcessorImpl::Reset()

@@ -67,7 +67,14 @@ public:
     void SetLimiterParams(const LimiterEffectParams* params) override;
     void ResetEffects() override;
 
+    // True when Process would hand every block back unchanged, with its frame
+    // count and end flag: no effect exists, and the format comes through the
+    // float planes bit for bit (8-bit, 16-bit, planar float). Valid until the
+    // next Init or impulse load; the front end asks once per block.
+    bool PassesThrough();
+
 private:
+    bool PassesThroughLocked() const;
     void Release();
     // Destroys an effect and clears its slot; an FIR effect that a load is
     // still filling is only unhooked, and the load destroys it.

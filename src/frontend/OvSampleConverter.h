@@ -3,7 +3,8 @@
 // arithmetic except for the double format. No clamp on the way out: a sample
 // beyond full scale wraps, since the limiter is what keeps samples in range.
 // 8-bit keeps its bias: it enters the chain in 0..2 and an untouched block
-// comes back bit for bit.
+// comes back bit for bit. The arithmetic is that of SampleConversion.h, in
+// its SSE2 form.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +22,9 @@ public:
     // Planar output: reads interleaved inputFormat. Otherwise reads planes and
     // writes interleaved outputFormat. frames is cut to maxFrames.
     void Convert(const void* input, void* output, uint32_t frames) const;
+    // True when Convert writes the first frames samples of every plane, so
+    // that only the rest of each plane needs clearing before it.
+    bool FillsPlanes() const;
 
 private:
     uint32_t maxFrames = 0;
