@@ -8,6 +8,12 @@
 #include <emmintrin.h>
 
 #include "ov/OvAssert.h"
+#include "ov/OvCpuInfo.h"
+
+#if (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
+#include <immintrin.h>
+#define OV_COMPRESSOR_AVX 1
+#endif
 
 namespace {
 
@@ -465,6 +471,304 @@ void RunLaneGroup(const OvCompressor::Lane* in_pLanes, const OvCompressor::Gains
     }
 }
 
+
+#if OV_COMPRESSOR_AVX
+#define OV_COMPRESSOR_AVX_INLINE __attribute__((target("avx"), always_inline)) inline
+
+// GainComputerX4 for eight side chains in 256-bit vectors: the same
+// operations in the same order, AVX without FMA, so each lane has the bits of
+// the four-lane form. AVX has no 256-bit integer arithmetic, so the log takes
+// its exponent from the exponent field read as an integer (e * 2^23, exact as
+// a float) scaled by 2^-23, less 127: exactly the integer form's value; the
+// masks are float bit operations.
+struct GainComputerX8 {
+    __m256 fRmsCoef;
+    __m256 fAttackCoef;
+    __m256 fReleaseCoef;
+    __m256 fThresholdDb;
+    __m256 fRatioFactor;
+    __m256 fRangeDb;
+
+    static OV_COMPRESSOR_AVX_INLINE __m256 Bits(int32_t in_iBits)
+    {
+        return _mm256_castsi256_ps(_mm256_set1_epi32(in_iBits));
+    }
+    static OV_COMPRESSOR_AVX_INLINE __m256 Mantissa(__m256 in_fBits)
+    {
+        return _mm256_or_ps(_mm256_and_ps(in_fBits, Bits(0x007FFFFF)), Bits(0x3F800000));
+    }
+    static OV_COMPRESSOR_AVX_INLINE __m256 FastLog10(__m256 in_fX)
+    {
+        const __m256 fField = _mm256_and_ps(in_fX, Bits(0x7F800000));
+        const __m256 fExponent =
+            _mm256_sub_ps(_mm256_mul_ps(_mm256_cvtepi32_ps(_mm256_castps_si256(fField)), _mm256_set1_ps(0x1p-23f)),
+                          _mm256_set1_ps(127.0f));
+        const __m256 fMantissa = Mantissa(in_fX);
+        const __m256 fOne = _mm256_set1_ps(1.0f);
+        const __m256 t = _mm256_div_ps(_mm256_sub_ps(fMantissa, fOne), _mm256_add_ps(fMantissa, fOne));
+        const __m256 fSeries =
+            _mm256_mul_ps(_mm256_mul_ps(_mm256_set1_ps(2.0f), t),
+                          _mm256_add_ps(fOne, _mm256_mul_ps(_mm256_mul_ps(t, t), _mm256_set1_ps(0.33333334f))));
+        return _mm256_mul_ps(_mm256_add_ps(_mm256_mul_ps(fExponent, _mm256_set1_ps(0.6931472f)), fSeries),
+                             _mm256_set1_ps(0.4342945f));
+    }
+    template <bool kInRange>
+    static OV_COMPRESSOR_AVX_INLINE __m256 FastPow10FromDb(__m256 in_fDb)
+    {
+        const __m256 x = _mm256_mul_ps(in_fDb, _mm256_set1_ps(0.05f));
+        __m256 fBits = _mm256_add_ps(_mm256_mul_ps(x, _mm256_set1_ps(27866352.0f)), _mm256_set1_ps(1065353216.0f));
+        fBits = _mm256_min_ps(_mm256_set1_ps(2139094912.0f), fBits);
+        const __m256 uBits = _mm256_castsi256_ps(_mm256_cvttps_epi32(fBits));
+        const __m256 fExponent = _mm256_and_ps(uBits, Bits(int32_t(0xFF800000u)));
+        const __m256 fMantissa = Mantissa(uBits);
+        __m256 r = _mm256_mul_ps(
+            fExponent, _mm256_add_ps(_mm256_set1_ps(0.65304345f),
+                                     _mm256_mul_ps(fMantissa,
+                                                   _mm256_add_ps(_mm256_set1_ps(0.020805772f),
+                                                                 _mm256_mul_ps(fMantissa, _mm256_set1_ps(0.32518977f))))));
+        if (kInRange)
+            return r;
+        r = _mm256_andnot_ps(_mm256_cmp_ps(x, _mm256_set1_ps(-37.0f), _CMP_LT_OS), r);
+        const __m256 bNaN = _mm256_cmp_ps(x, x, _CMP_UNORD_Q);
+        return _mm256_or_ps(_mm256_and_ps(bNaN, x), _mm256_andnot_ps(bNaN, r));
+    }
+
+    OV_COMPRESSOR_AVX_INLINE void Detect(__m256 p, __m256& io_fPower) const
+    {
+        io_fPower = _mm256_add_ps(p, _mm256_mul_ps(fRmsCoef, _mm256_sub_ps(io_fPower, p)));
+    }
+    OV_COMPRESSOR_AVX_INLINE __m256 OverDb(__m256 in_fPower) const
+    {
+        return _mm256_max_ps(_mm256_setzero_ps(),
+                             _mm256_sub_ps(_mm256_mul_ps(_mm256_set1_ps(10.0f), FastLog10(in_fPower)), fThresholdDb));
+    }
+    template <SmoothPick P>
+    OV_COMPRESSOR_AVX_INLINE void Smooth(__m256 in_fOverDb, __m256& io_fGainDb) const
+    {
+        const __m256 fDelta = _mm256_sub_ps(io_fGainDb, in_fOverDb);
+        const __m256 fAttacked = _mm256_add_ps(in_fOverDb, _mm256_mul_ps(fAttackCoef, fDelta));
+        const __m256 fReleased = _mm256_add_ps(in_fOverDb, _mm256_mul_ps(fReleaseCoef, fDelta));
+        if (P == SmoothPick::Larger) {
+            io_fGainDb = _mm256_max_ps(fAttacked, fReleased);
+        } else if (P == SmoothPick::Smaller) {
+            io_fGainDb = _mm256_min_ps(fAttacked, fReleased);
+        } else {
+            const __m256 bAttack =
+                _mm256_cmp_ps(_mm256_setzero_ps(), _mm256_sub_ps(in_fOverDb, io_fGainDb), _CMP_LE_OS);
+            io_fGainDb = _mm256_or_ps(_mm256_and_ps(bAttack, fAttacked), _mm256_andnot_ps(bAttack, fReleased));
+        }
+    }
+    template <bool kInRange>
+    OV_COMPRESSOR_AVX_INLINE __m256 Gain(__m256 in_fGainDb) const
+    {
+        return FastPow10FromDb<kInRange>(_mm256_max_ps(_mm256_mul_ps(in_fGainDb, fRatioFactor), fRangeDb));
+    }
+    template <SmoothPick P, bool kInRange>
+    OV_COMPRESSOR_AVX_INLINE __m256 Step(__m256 p, __m256& io_fPower, __m256& io_fGainDb) const
+    {
+        Detect(p, io_fPower);
+        Smooth<P>(OverDb(io_fPower), io_fGainDb);
+        return Gain<kInRange>(io_fGainDb);
+    }
+};
+
+// Rows k and k + 4 of a 4 x 4 block in one register (k in the low half),
+// transposed within each half.
+OV_COMPRESSOR_AVX_INLINE void Transpose4InHalves(__m256* io_pRows)
+{
+    const __m256 t0 = _mm256_unpacklo_ps(io_pRows[0], io_pRows[1]);
+    const __m256 t1 = _mm256_unpacklo_ps(io_pRows[2], io_pRows[3]);
+    const __m256 t2 = _mm256_unpackhi_ps(io_pRows[0], io_pRows[1]);
+    const __m256 t3 = _mm256_unpackhi_ps(io_pRows[2], io_pRows[3]);
+    io_pRows[0] = _mm256_shuffle_ps(t0, t1, _MM_SHUFFLE(1, 0, 1, 0));
+    io_pRows[1] = _mm256_shuffle_ps(t0, t1, _MM_SHUFFLE(3, 2, 3, 2));
+    io_pRows[2] = _mm256_shuffle_ps(t2, t3, _MM_SHUFFLE(1, 0, 1, 0));
+    io_pRows[3] = _mm256_shuffle_ps(t2, t3, _MM_SHUFFLE(3, 2, 3, 2));
+}
+
+// Eight per-channel side chains, lanes 0 to uLive - 1 live; the idle lanes
+// repeat live lanes' pointers (and coefficients), so they read real samples,
+// and their results are dropped. The gains around the core as in GainsX4.
+template <bool kGains>
+struct LaneSourceX8 {
+    float* pOut[8];
+    const float* pDetect[8];
+    uint32_t uLive;
+    float fPre;
+    float fPost;
+
+    OV_COMPRESSOR_AVX_INLINE __m256 In(__m256 x) const
+    {
+        return kGains ? _mm256_mul_ps(x, _mm256_set1_ps(fPre)) : x;
+    }
+    OV_COMPRESSOR_AVX_INLINE __m256 Out(__m256 x, __m256 in_fGain) const
+    {
+        const __m256 y = _mm256_mul_ps(In(x), in_fGain);
+        return kGains ? _mm256_add_ps(_mm256_setzero_ps(), _mm256_mul_ps(_mm256_set1_ps(fPost), y)) : y;
+    }
+    OV_COMPRESSOR_AVX_INLINE float In(float x) const { return kGains ? x * fPre : x; }
+    OV_COMPRESSOR_AVX_INLINE float Out(float x, float in_fGain) const
+    {
+        const float y = In(x) * in_fGain;
+        return kGains ? 0.0f + fPost * y : y;
+    }
+    static OV_COMPRESSOR_AVX_INLINE __m256 LoadPair(const float* in_pA, const float* in_pB)
+    {
+        return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(in_pA)), _mm_loadu_ps(in_pB), 1);
+    }
+
+    // Frames i to i + 3, one vector of eight lanes per frame.
+    OV_COMPRESSOR_AVX_INLINE void Load(uint32_t i, __m256* out_pPower) const
+    {
+        #pragma GCC unroll 4
+        for (uint32_t k = 0; k < 4; ++k)
+            out_pPower[k] = In(LoadPair(pDetect[k] + i, pDetect[k + 4] + i));
+        Transpose4InHalves(out_pPower);
+        #pragma GCC unroll 4
+        for (uint32_t j = 0; j < 4; ++j)
+            out_pPower[j] = _mm256_add_ps(_mm256_mul_ps(out_pPower[j], out_pPower[j]), _mm256_set1_ps(kPowerFloor));
+    }
+    OV_COMPRESSOR_AVX_INLINE void Apply(uint32_t i, const __m256* in_pGains)
+    {
+        __m256 g[4] = {in_pGains[0], in_pGains[1], in_pGains[2], in_pGains[3]};
+        Transpose4InHalves(g);
+        #pragma GCC unroll 4
+        for (uint32_t k = 0; k < 4; ++k) {
+            const __m256 y = Out(LoadPair(pOut[k] + i, pOut[k + 4] + i), g[k]);
+            // Lanes 0 to 3 are always live: a group has at least five.
+            _mm_storeu_ps(pOut[k] + i, _mm256_castps256_ps128(y));
+            if (k + 4 < uLive)
+                _mm_storeu_ps(pOut[k + 4] + i, _mm256_extractf128_ps(y, 1));
+        }
+    }
+    OV_COMPRESSOR_AVX_INLINE __m256 LoadOne(uint32_t i) const
+    {
+        float fX[8];
+        #pragma GCC unroll 8
+        for (uint32_t k = 0; k < 8; ++k)
+            fX[k] = In(pDetect[k][i]);
+        const __m256 x = _mm256_loadu_ps(fX);
+        return _mm256_add_ps(_mm256_mul_ps(x, x), _mm256_set1_ps(kPowerFloor));
+    }
+    OV_COMPRESSOR_AVX_INLINE void ApplyOne(uint32_t i, __m256 in_fGain)
+    {
+        float fGain[8];
+        _mm256_storeu_ps(fGain, in_fGain);
+        for (uint32_t k = 0; k < uLive; ++k)
+            pOut[k][i] = Out(pOut[k][i], fGain[k]);
+    }
+};
+
+// RunSideChains for eight lanes: the same three-stage pipeline, four frames
+// per step, each frame one vector.
+template <SmoothPick P, bool kInRange, bool kGains>
+__attribute__((target("avx"))) void RunSideChainsX8(const GainComputerX8& in_computer, __m256& io_fPower,
+                                                     __m256& io_fGainDb, uint32_t in_uFrames,
+                                                     LaneSourceX8<kGains>& io_source)
+{
+    const uint32_t uFrames = std::max<uint32_t>(in_uFrames, 1u);
+    const uint32_t uSteps = uFrames / 4;
+    __m256 vPower = io_fPower;
+    __m256 vGainDb = io_fGainDb;
+    const __m256 fZero = _mm256_setzero_ps();
+    __m256 fOverDb[4] = {fZero, fZero, fZero, fZero}, fOlderOverDb[4] = {fZero, fZero, fZero, fZero};
+    __m256 fSmoothDb[4] = {fZero, fZero, fZero, fZero};
+    for (uint32_t uStep = 0; uStep < uSteps + 3; ++uStep) {
+        __m256 fNextOverDb[4] = {fZero, fZero, fZero, fZero}, fNextSmoothDb[4] = {fZero, fZero, fZero, fZero};
+        if (uStep < uSteps) {
+            __m256 v[4];
+            io_source.Load(uStep * 4, v);
+            #pragma GCC unroll 4
+            for (uint32_t j = 0; j < 4; ++j) {
+                in_computer.Detect(v[j], vPower);
+                fNextOverDb[j] = in_computer.OverDb(vPower);
+            }
+        }
+        if (uStep > 2) {
+            __m256 g[4];
+            #pragma GCC unroll 4
+            for (uint32_t j = 0; j < 4; ++j)
+                g[j] = in_computer.Gain<kInRange>(fSmoothDb[j]);
+            io_source.Apply((uStep - 3) * 4, g);
+        }
+        if (uStep > 1 && uStep <= uSteps + 1) {
+            #pragma GCC unroll 4
+            for (uint32_t j = 0; j < 4; ++j) {
+                in_computer.Smooth<P>(fOlderOverDb[j], vGainDb);
+                fNextSmoothDb[j] = vGainDb;
+            }
+        }
+        #pragma GCC unroll 4
+        for (uint32_t j = 0; j < 4; ++j) {
+            fOlderOverDb[j] = fOverDb[j];
+            fOverDb[j] = fNextOverDb[j];
+            fSmoothDb[j] = fNextSmoothDb[j];
+        }
+    }
+    for (uint32_t i = uSteps * 4; i < uFrames; ++i)
+        io_source.ApplyOne(i, in_computer.Step<P, kInRange>(io_source.LoadOne(i), vPower, vGainDb));
+    io_fPower = vPower;
+    io_fGainDb = vGainDb;
+}
+
+// Five to eight lanes of the same length; lane k % n fills lane k.
+template <bool kGains>
+__attribute__((target("avx"))) void RunLaneGroupX8(const OvCompressor::Lane* in_pLanes, uint32_t in_uNumLanes,
+                                                    const OvCompressor::GainsAround* in_pGains)
+{
+    OV_ASSERT(in_uNumLanes >= 5 && in_uNumLanes <= 8);
+    float fCoef[6][8];
+    float fPower[8], fGainDb[8];
+    LaneSourceX8<kGains> source;
+    source.uLive = in_uNumLanes;
+    source.fPre = in_pGains ? in_pGains->fPre : 1.0f;
+    source.fPost = in_pGains ? in_pGains->fPost : 1.0f;
+    for (uint32_t k = 0; k < 8; ++k) {
+        const OvCompressor::Lane& lane = in_pLanes[k % in_uNumLanes];
+        fCoef[0][k] = lane.fRmsCoef;
+        fCoef[1][k] = lane.fAttackCoef;
+        fCoef[2][k] = lane.fReleaseCoef;
+        fCoef[3][k] = lane.fThresholdDb;
+        fCoef[4][k] = lane.fRatioFactor;
+        fCoef[5][k] = lane.fRangeDb;
+        fPower[k] = lane.pState->fPower;
+        fGainDb[k] = lane.pState->fGainDb;
+        source.pOut[k] = lane.pOut;
+        source.pDetect[k] = lane.pDetect;
+    }
+    const GainComputerX8 computer = {_mm256_loadu_ps(fCoef[0]), _mm256_loadu_ps(fCoef[1]),
+                                     _mm256_loadu_ps(fCoef[2]), _mm256_loadu_ps(fCoef[3]),
+                                     _mm256_loadu_ps(fCoef[4]), _mm256_loadu_ps(fCoef[5])};
+    __m256 vPower = _mm256_loadu_ps(fPower);
+    __m256 vGainDb = _mm256_loadu_ps(fGainDb);
+    const uint32_t uFrames = in_pLanes[0].uFrames;
+    const bool bInRange = RangeKeepsPowInRange(fCoef[5], 8);
+    switch (ChooseSmoothPick(fCoef[1], fCoef[2], 8)) {
+    case SmoothPick::Larger:
+        if (bInRange)
+            RunSideChainsX8<SmoothPick::Larger, true>(computer, vPower, vGainDb, uFrames, source);
+        else
+            RunSideChainsX8<SmoothPick::Larger, false>(computer, vPower, vGainDb, uFrames, source);
+        break;
+    case SmoothPick::Smaller:
+        if (bInRange)
+            RunSideChainsX8<SmoothPick::Smaller, true>(computer, vPower, vGainDb, uFrames, source);
+        else
+            RunSideChainsX8<SmoothPick::Smaller, false>(computer, vPower, vGainDb, uFrames, source);
+        break;
+    default:
+        RunSideChainsX8<SmoothPick::Mask, false>(computer, vPower, vGainDb, uFrames, source);
+        break;
+    }
+    _mm256_storeu_ps(fPower, vPower);
+    _mm256_storeu_ps(fGainDb, vGainDb);
+    for (uint32_t k = 0; k < in_uNumLanes; ++k) {
+        in_pLanes[k].pState->fPower = fPower[k];
+        in_pLanes[k].pState->fGainDb = fGainDb[k];
+    }
+}
+#endif  // OV_COMPRESSOR_AVX
+
 }  // namespace
 
 OvResult OvCompressor::Init(IOvMemAlloc* in_pAllocator, bool in_bProcessLFE,
@@ -611,14 +915,14 @@ uint32_t OvCompressor::ProcessPerChannel(OvPipelineBuffer* io_pBuffer, OvPipelin
                                          float in_fThresholdDb, float in_fRatioFactor, float in_fRangeDb,
                                          uint32_t in_uNumProcessedChannels, const GainsAround* in_pGains)
 {
-    Lane lanes[4];
+    Lane lanes[8];
     uint32_t uDone = 0;
-    for (uint32_t c = 0;; c += 4) {
-        const uint32_t n = FillLanes(lanes, 4, c, io_pBuffer, in_pKey, in_fThresholdDb, in_fRatioFactor,
+    for (uint32_t c = 0;; c += 8) {
+        const uint32_t n = FillLanes(lanes, 8, c, io_pBuffer, in_pKey, in_fThresholdDb, in_fRatioFactor,
                                      in_fRangeDb, in_uNumProcessedChannels);
         RunLanesWithGains(lanes, n, in_pGains);
         uDone += n;
-        if (n < 4)
+        if (n < 8)
             break;
     }
     return uDone;
@@ -643,12 +947,41 @@ void OvCompressor::RunLanes(const Lane* in_pLanes, uint32_t in_uNumLanes)
 
 void OvCompressor::RunLanesWithGains(const Lane* in_pLanes, uint32_t in_uNumLanes, const GainsAround* in_pGains)
 {
+    static const bool s_bAvx = HasAvxLanes();
+    RunLanesOn(s_bAvx, in_pLanes, in_uNumLanes, in_pGains);
+}
+
+bool OvCompressor::HasAvxLanes()
+{
+#if OV_COMPRESSOR_AVX
+    return OvCpuInfo::Get().HasFeature(OV_CPU_AVX);
+#else
+    return false;
+#endif
+}
+
+void OvCompressor::RunLanesOn(bool in_bAvx, const Lane* in_pLanes, uint32_t in_uNumLanes,
+                              const GainsAround* in_pGains)
+{
+    in_bAvx = in_bAvx && HasAvxLanes();
+    const uint32_t uMaxGroup = in_bAvx ? 8u : 4u;
     uint32_t i = 0;
     while (i < in_uNumLanes) {
-        // A group is the next lanes, up to four, of the same length.
+        // A group is the next lanes, up to four (eight with AVX), of the same length.
         uint32_t n = 1;
-        while (n < 4 && i + n < in_uNumLanes && in_pLanes[i + n].uFrames == in_pLanes[i].uFrames)
+        while (n < uMaxGroup && i + n < in_uNumLanes && in_pLanes[i + n].uFrames == in_pLanes[i].uFrames)
             ++n;
+#if OV_COMPRESSOR_AVX
+        // A group of four or fewer costs about as much in SSE2, and less for one or two.
+        if (n > 4) {
+            if (in_pGains)
+                RunLaneGroupX8<true>(in_pLanes + i, n, in_pGains);
+            else
+                RunLaneGroupX8<false>(in_pLanes + i, n, nullptr);
+            i += n;
+            continue;
+        }
+#endif
         if (in_pGains) {
             switch (n) {
             case 1: RunLaneGroup<1, true>(in_pLanes + i, in_pGains); break;

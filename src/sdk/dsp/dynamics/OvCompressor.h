@@ -10,8 +10,9 @@
 // power per sample are the fast approximations of the plug-in frame.
 //
 // The per-channel side chains run four at a time, one per lane of SSE float
-// vectors, with the scalar form's arithmetic in its order (the same bits);
-// the lanes may come from several compressors (see RunLanes).
+// vectors, or eight in AVX vectors where the processor has it, with the
+// scalar form's arithmetic in its order (the same bits); the lanes may come
+// from several compressors (see RunLanes).
 #pragma once
 
 #include <cstdint>
@@ -89,7 +90,8 @@ public:
     uint32_t CollectLanes(Lane* io_pLanes, uint32_t in_uRoom, OvPipelineBuffer* io_pBuffer,
                           OvPipelineBuffer* in_pKey, float in_fThresholdDb, float in_fRatio,
                           float in_fAttack, float in_fRelease, float in_fRangeDb);
-    // Runs the lanes, four at a time where neighbours have the same length.
+    // Runs the lanes, eight at a time (AVX, where the processor has it) or
+    // four at a time, where neighbours have the same length.
     static void RunLanes(const Lane* in_pLanes, uint32_t in_uNumLanes);
 
     // Linear gains around the core (ProcessWithGains).
@@ -97,6 +99,14 @@ public:
         float fPre;
         float fPost;
     };
+    // True when RunLanes takes the AVX kernel.
+    static bool HasAvxLanes();
+    // RunLanes with the gains around the core (null: none) and the kernel
+    // named: in_bAvx false keeps to the SSE2 groups of four, true takes AVX
+    // groups of eight where the processor has AVX. The bits are the same
+    // either way; for tests and benchmarks.
+    static void RunLanesOn(bool in_bAvx, const Lane* in_pLanes, uint32_t in_uNumLanes,
+                           const GainsAround* in_pGains);
 
 private:
     // Return the number of leading channels processed.

@@ -195,8 +195,9 @@ void OvMultibandCompressorFX::RunBlocks(Block* io_pBlocks, uint32_t in_uNumBlock
     OvCrossoverEQ::ProcessSplits(splits, uNumSplits);
 
     // Per-channel side chains of all bands of all blocks are gathered and
-    // run four lanes at a time; a band touches only its own buffers and
-    // state, so the order in which the bands run does not change the output.
+    // run four or eight lanes at a time; a band touches only its own buffers
+    // and state, so the order in which the bands run does not change the
+    // output.
     constexpr uint32_t kMaxLanes = 16;
     OvCompressor::Lane lanes[kMaxLanes];
     uint32_t uNumLanes = 0;
