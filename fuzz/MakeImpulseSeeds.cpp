@@ -53,7 +53,8 @@ int main(int argc, char** argv)
     for (uint32_t channels : {1u, 2u}) {
         for (uint32_t bits : {8u, 16u, 24u, 32u}) {
             const auto data = Samples(bits, 24 * channels);
-            Write(folder, "pcm" + std::to_string(n++), uint8_t(n),
+            const int index = n++;
+            Write(folder, "pcm" + std::to_string(index), uint8_t(n),
                   Riff(WavImage().Fmt(1, channels, 44100 + 3900 * (bits / 8), bits).Data(data)));
         }
         std::vector<float> floats;

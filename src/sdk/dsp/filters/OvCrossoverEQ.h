@@ -56,6 +56,8 @@ public:
     static uint32_t FiltersPerChannel(bool in_bFourthOrder);
 
 private:
+    // The base class's Init lays out no crossover: callers use the one above.
+    using OvMultiBandEQ::Init;
     typedef void (OvCrossoverEQ::*ProcessFn)(OvBiquad* in_pFilters, OvPipelineBuffer* io_pBands,
                                              uint32_t in_uNumBands);
 
