@@ -6,7 +6,7 @@
 #include <new>
 
 #include "effects/SpatialAudioResponses.h"
-#include "effects/SpatialEarSpectra.h"
+#include "effects/SpatialEarBins.h"
 
 namespace {
 
@@ -204,7 +204,7 @@ void SpatialAudioEngine::CombineSpectra()
     const SpatialEarGains g{gains[kCenter],    gains[kFrontLeft], gains[kFrontRight],
                             gains[kSideLeft],  gains[kSideRight], gains[kRearLeft],
                             gains[kRearRight], gains[kExtraLeft], gains[kExtraRight]};
-    SumEarSpectraSse({primarySpectrum, ambientSpectrum, ambientInvertedSpectrum, leftSpectrum}, splitResponses, g,
+    SumEarBinsSse({primarySpectrum, ambientSpectrum, ambientInvertedSpectrum, leftSpectrum}, splitResponses, g,
                      {mainLeft, mainRight, extraLeft, extraRight});
 }
 

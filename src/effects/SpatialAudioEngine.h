@@ -23,7 +23,7 @@
 // How: the four real inputs (primary, ambient, inverted ambient, left) take
 // one packed real transform each (FFmpegRealFft); the right input's transform
 // would be read by nothing and is skipped. The products are summed per ear
-// in the frequency domain with the gains of the block (SpatialEarSpectra,
+// in the frequency domain with the gains of the block (SpatialEarBins,
 // four bins per SSE step on tables split at Init), in two groups, since
 // Reset clears one and keeps the other: the extra pair (whose overlap Reset
 // keeps, intended) and all the others. So each block takes four forward and
@@ -116,7 +116,7 @@ private:
     float* mainRight = nullptr;
     float* extraLeft = nullptr;
     float* extraRight = nullptr;
-    const float* splitResponses[18] = {};  // kFftPoints each, the tables split for SumEarSpectraSse
+    const float* splitResponses[18] = {};  // kFftPoints each, the tables split for SumEarBinsSse
     float* overlapMainLeft = nullptr;  // kBlockFrames each
     float* overlapMainRight = nullptr;
     float* overlapExtraLeft = nullptr;

@@ -1,4 +1,4 @@
-// SpatialEarSpectra: the SSE form against the scalar form bit for bit, and
+// SpatialEarBins: the SSE form against the scalar form bit for bit, and
 // one bin of each sum against the wiring written out in double complex.
 #include <gtest/gtest.h>
 
@@ -6,19 +6,19 @@
 #include <random>
 #include <vector>
 
-#include "effects/SpatialEarSpectra.h"
+#include "effects/SpatialEarBins.h"
 
 namespace {
 
 using Complex = std::complex<double>;
 
-// Bin k (1 to 511) of a packed spectrum or a generated table.
+// Bin k (1 to 511) of a packed transform or a generated table.
 Complex Bin(const std::vector<float>& x, size_t k)
 {
     return {x[2 * k], x[2 * k + 1]};
 }
 
-TEST(SpatialEarSpectra, SseGivesTheScalarFormsBitsAndTheWiring)
+TEST(SpatialEarBins, SseGivesTheScalarFormsBitsAndTheWiring)
 {
     std::mt19937 rng(8);
     std::normal_distribution<float> noise;
@@ -40,9 +40,9 @@ TEST(SpatialEarSpectra, SseGivesTheScalarFormsBitsAndTheWiring)
     const std::vector<float> p = random(1024), a = random(1024), i = random(1024), l = random(1024);
     const SpatialEarGains g{1.0f, 0.3f, 0.25f, 0.5f, 0.7f, 0.4f, 0.45f, 0.5f, 0.55f};
     std::vector<std::vector<float>> scalar(4, std::vector<float>(1024)), sse = scalar;
-    SumEarSpectraScalar({p.data(), a.data(), i.data(), l.data()}, tablePointers.data(), g,
+    SumEarBinsScalar({p.data(), a.data(), i.data(), l.data()}, tablePointers.data(), g,
                         {scalar[0].data(), scalar[1].data(), scalar[2].data(), scalar[3].data()});
-    SumEarSpectraSse({p.data(), a.data(), i.data(), l.data()}, splitPointers.data(), g,
+    SumEarBinsSse({p.data(), a.data(), i.data(), l.data()}, splitPointers.data(), g,
                      {sse[0].data(), sse[1].data(), sse[2].data(), sse[3].data()});
     for (int e = 0; e < 4; ++e)
         EXPECT_EQ(sse[e], scalar[e]) << "sum " << e;

@@ -2,7 +2,7 @@
 // products (18 complex products per bin, see SpatialAudioEngine.h for the
 // wiring) times the block's gains, in two groups, the extra pair apart.
 //
-// Spectra and responses come in the packed layout of FFmpegRealFft, 1024
+// Transforms and responses come in the packed layout of FFmpegRealFft, 1024
 // floats: [0] bin 0 and [1] bin 512, both real, then bins 1 to 511 as re, im.
 // The sums go out in that layout. The scalar form reads the response tables
 // as generated (bins 0 to 512 as re, im, 1026 floats). The SSE form reads
@@ -15,7 +15,7 @@
 
 #include <cstdint>
 
-struct SpatialInputSpectra {
+struct SpatialInputBins {
     const float* primary;
     const float* ambient;
     const float* inverted;  // the inverted ambient signal
@@ -34,10 +34,10 @@ struct SpatialEarGains {
     float center, frontLeft, frontRight, sideLeft, sideRight, rearLeft, rearRight, extraLeft, extraRight;
 };
 
-constexpr uint32_t kSpatialEarSpectrumFloats = 1024;
+constexpr uint32_t kSpatialEarBinFloats = 1024;
 
 // responses: the 18 slots as generated, 1026 floats each.
-void SumEarSpectraScalar(const SpatialInputSpectra& in, const float* const* responses, const SpatialEarGains& g,
+void SumEarBinsScalar(const SpatialInputBins& in, const float* const* responses, const SpatialEarGains& g,
                          const SpatialEarSums& out);
 
 // One generated table (1026 floats) into split form (1024 floats).
@@ -45,5 +45,5 @@ void SplitSpatialResponse(const float* response, float* split);
 
 // splitResponses: the 18 slots in split form. Every array starts on a
 // 16-byte boundary.
-void SumEarSpectraSse(const SpatialInputSpectra& in, const float* const* splitResponses, const SpatialEarGains& g,
+void SumEarBinsSse(const SpatialInputBins& in, const float* const* splitResponses, const SpatialEarGains& g,
                       const SpatialEarSums& out);

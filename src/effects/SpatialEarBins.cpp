@@ -1,4 +1,4 @@
-#include "effects/SpatialEarSpectra.h"
+#include "effects/SpatialEarBins.h"
 
 #include <emmintrin.h>
 
@@ -6,12 +6,12 @@
 
 namespace {
 
-constexpr size_t kPoints = kSpatialEarSpectrumFloats;
+constexpr size_t kPoints = kSpatialEarBinFloats;
 constexpr size_t kHalf = kPoints / 2;
 constexpr uint32_t kSlots = 18;
 
-// Bins 0 and 512, real, at [x] of the spectra; t[s] is slot s's value there.
-void SumEdgeBin(const SpatialInputSpectra& in, const float* t, const SpatialEarGains& g, const SpatialEarSums& out,
+// Bins 0 and 512, real, at [x] of the transforms; t[s] is slot s's value there.
+void SumEdgeBin(const SpatialInputBins& in, const float* t, const SpatialEarGains& g, const SpatialEarSums& out,
                 size_t x)
 {
     const float p = in.primary[x], a = in.ambient[x], i = in.inverted[x], l = in.left[x];
@@ -23,12 +23,12 @@ void SumEdgeBin(const SpatialInputSpectra& in, const float* t, const SpatialEarG
     out.extraRight[x] = g.extraRight * (i * t[15] + a * t[17]);
 }
 
-// A complex spectrum, four bins per vector.
+// A complex transform, four bins per vector.
 struct Bins {
     __m128 re, im;
 };
 
-// Bins k to k + 3 of a packed spectrum, k a multiple of 4.
+// Bins k to k + 3 of a packed transform, k a multiple of 4.
 inline Bins LoadPacked(const float* x, size_t k)
 {
     const __m128 a = _mm_load_ps(x + 2 * k), b = _mm_load_ps(x + 2 * k + 4);
@@ -62,7 +62,7 @@ inline Bins Scale(__m128 g, Bins a)
 
 }  // namespace
 
-void SumEarSpectraScalar(const SpatialInputSpectra& in, const float* const* h, const SpatialEarGains& g,
+void SumEarBinsScalar(const SpatialInputBins& in, const float* const* h, const SpatialEarGains& g,
                          const SpatialEarSums& out)
 {
     for (int edge = 0; edge < 2; ++edge) {
@@ -107,7 +107,7 @@ void SplitSpatialResponse(const float* response, float* split)
     }
 }
 
-void SumEarSpectraSse(const SpatialInputSpectra& in, const float* const* h, const SpatialEarGains& g,
+void SumEarBinsSse(const SpatialInputBins& in, const float* const* h, const SpatialEarGains& g,
                       const SpatialEarSums& out)
 {
     const __m128 gc = _mm_set1_ps(g.center), gfl = _mm_set1_ps(g.frontLeft), gfr = _mm_set1_ps(g.frontRight);
